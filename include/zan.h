@@ -1,0 +1,262 @@
+/*
+ * zan: image processing with a plain C interface.
+ *
+ * This is the whole public interface of the library: every record, constant
+ * and exported function. It compiles as C99 and as C++.
+ */
+#ifndef ZAN_H
+#define ZAN_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(ZAN_BUILDING)
+#    define ZAN_API __declspec(dllexport)
+#  else
+#    define ZAN_API
+#  endif
+#else
+#  define ZAN_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Image model                                                              */
+/* ------------------------------------------------------------------------ */
+
+#define ZAN_DEPTH_SIGN 0x80000000u
+#define ZAN_DEPTH_MASK 0x7FFFFFFFu
+
+#define ZAN_DEPTH_1U  1u
+#define ZAN_DEPTH_8U  8u
+#define ZAN_DEPTH_16U 16u
+#define ZAN_DEPTH_32F 32u
+#define ZAN_DEPTH_8S  (ZAN_DEPTH_SIGN | 8u)
+#define ZAN_DEPTH_16S (ZAN_DEPTH_SIGN | 16u)
+#define ZAN_DEPTH_32S (ZAN_DEPTH_SIGN | 32u)
+
+#define ZAN_DATA_ORDER_PIXEL 0
+#define ZAN_DATA_ORDER_PLANE 1
+
+#define ZAN_ORIGIN_TOP_LEFT    0
+#define ZAN_ORIGIN_BOTTOM_LEFT 1
+
+#define ZAN_ALIGN_4BYTES  4
+#define ZAN_ALIGN_8BYTES  8
+#define ZAN_ALIGN_16BYTES 16
+#define ZAN_ALIGN_32BYTES 32
+#define ZAN_ALIGN_DWORD   ZAN_ALIGN_4BYTES
+#define ZAN_ALIGN_QWORD   ZAN_ALIGN_8BYTES
+
+#define ZAN_BORDER_CONSTANT  0
+#define ZAN_BORDER_REPLICATE 1
+#define ZAN_BORDER_REFLECT   2
+#define ZAN_BORDER_WRAP      3
+
+#define ZAN_SIDE_TOP_INDEX    0
+#define ZAN_SIDE_BOTTOM_INDEX 1
+#define ZAN_SIDE_LEFT_INDEX   2
+#define ZAN_SIDE_RIGHT_INDEX  3
+#define ZAN_SIDE_TOP    (1 << ZAN_SIDE_TOP_INDEX)
+#define ZAN_SIDE_BOTTOM (1 << ZAN_SIDE_BOTTOM_INDEX)
+#define ZAN_SIDE_LEFT   (1 << ZAN_SIDE_LEFT_INDEX)
+#define ZAN_SIDE_RIGHT  (1 << ZAN_SIDE_RIGHT_INDEX)
+#define ZAN_SIDE_ALL    (ZAN_SIDE_TOP | ZAN_SIDE_BOTTOM | ZAN_SIDE_LEFT | ZAN_SIDE_RIGHT)
+
+#define ZAN_TILE_READ    1
+#define ZAN_TILE_WRITE   2
+#define ZAN_TILE_RELEASE 4
+
+#define ZAN_FREE_HEADER 1
+#define ZAN_FREE_DATA   2
+#define ZAN_FREE_ROI    4
+#define ZAN_FREE_TILE   8
+#define ZAN_FREE_MASK   16
+#define ZAN_FREE_ALL    (ZAN_FREE_HEADER | ZAN_FREE_DATA | ZAN_FREE_ROI | ZAN_FREE_TILE | ZAN_FREE_MASK)
+
+struct ZanImage;
+
+/* Region of interest: channel of interest (0 = all) and a rectangle. */
+typedef struct ZanROI {
+    int coi;
+    int xOffset;
+    int yOffset;
+    int width;
+    int height;
+} ZanROI;
+
+/*
+ * The application's tile function. It opens tile (tileColumn, tileRow) for
+ * reading or writing and stores the tile's data in image->tileInfo->tileData,
+ * or closes it and nulls that pointer. It signals failure by leaving
+ * tileData null.
+ */
+typedef void (*ZanTileCallBack)(const struct ZanImage* image, int tileColumn, int tileRow,
+                                int mode);
+
+typedef struct ZanTileInfo {
+    ZanTileCallBack callBack;
+    int id;
+    char* tileData;
+    int width;
+    int height;
+} ZanTileInfo;
+
+typedef struct ZanImage {
+    int headerSize;
+    int version;
+    int nChannels;
+    int alphaChannel;
+    uint32_t depth;
+    char colorModel[4];
+    char channelSeq[4];
+    int dataOrder;
+    int origin;
+    int align;
+    int width;
+    int height;
+    struct ZanROI* roi;
+    struct ZanImage* maskROI;
+    void* imageId;
+    struct ZanTileInfo* tileInfo;
+    int imageSize;
+    char* imageData;
+    int widthStep;
+    int borderMode[4];
+    int borderConst[4];
+    char* imageDataOrigin;
+} ZanImage;
+
+/* Memory: blocks aligned to 32 bytes; lengths in elements of 1, 2, 4, 4, 8 bytes. */
+ZAN_API void* zanMalloc(int length);
+ZAN_API uint16_t* zanwMalloc(int length);
+ZAN_API int32_t* zaniMalloc(int length);
+ZAN_API float* zansMalloc(int length);
+ZAN_API double* zandMalloc(int length);
+ZAN_API void zanFree(void* block);
+
+ZAN_API ZanImage* zanCreateImageHeader(int nChannels, int alphaChannel, uint32_t depth,
+                                       const char* colorModel, const char* channelSeq,
+                                       int dataOrder, int origin, int align, int width,
+                                       int height, ZanROI* roi, ZanImage* maskROI,
+                                       void* imageId, ZanTileInfo* tileInfo);
+ZAN_API void zanAllocateImage(ZanImage* image, int fill, int value);
+ZAN_API void zanAllocateImageFP(ZanImage* image, int fill, float value);
+ZAN_API void zanDeallocate(ZanImage* image, int flags);
+ZAN_API void zanDeallocateHeader(ZanImage* image);
+ZAN_API void zanDeallocateImage(ZanImage* image);
+ZAN_API int zanCheckImageHeader(const ZanImage* image);
+ZAN_API ZanImage* zanCloneImage(const ZanImage* image);
+ZAN_API void zanSetBorderMode(ZanImage* image, int mode, int border, int constVal);
+
+ZAN_API ZanROI* zanCreateROI(int coi, int xOffset, int yOffset, int width, int height);
+ZAN_API void zanSetROI(ZanROI* roi, int coi, int xOffset, int yOffset, int width, int height);
+ZAN_API void zanDeleteROI(ZanROI* roi);
+
+ZAN_API ZanTileInfo* zanCreateTileInfo(ZanTileCallBack callBack, int id, int width, int height);
+ZAN_API void zanSetTileInfo(ZanTileInfo* tileInfo, ZanTileCallBack callBack, int id, int width,
+                            int height);
+ZAN_API void zanDeleteTileInfo(ZanTileInfo* tileInfo);
+
+/* ------------------------------------------------------------------------ */
+/* Status and thread context                                                */
+/* ------------------------------------------------------------------------ */
+
+typedef int ZanStatus;
+
+#define ZAN_STATUS_OK              0
+#define ZAN_STATUS_BACKTRACE       (-1)
+#define ZAN_STATUS_UNKNOWN         (-2)
+#define ZAN_STATUS_INTERNAL        (-3)
+#define ZAN_STATUS_NO_MEMORY       (-4)
+#define ZAN_STATUS_BAD_ARGUMENT    (-5)
+#define ZAN_STATUS_UNSUPPORTED     (-6)
+#define ZAN_STATUS_NO_CONVERGENCE  (-7)
+#define ZAN_STATUS_AUTOTRACE       (-8)
+#define ZAN_STATUS_NULL_HEADER     (-9)
+#define ZAN_STATUS_IMAGE_SIZE      (-10)
+#define ZAN_STATUS_ROI_OFFSET      (-11)
+#define ZAN_STATUS_DATA_OR_TILE    (-12)
+#define ZAN_STATUS_WIDTH_STEP      (-13)
+#define ZAN_STATUS_MODEL_OR_SEQ    (-14)
+#define ZAN_STATUS_CHANNELS        (-15)
+#define ZAN_STATUS_CHANNELS_1U     (-16)
+#define ZAN_STATUS_DEPTH           (-17)
+#define ZAN_STATUS_ALPHA           (-18)
+#define ZAN_STATUS_ORDER           (-19)
+#define ZAN_STATUS_ORIGIN          (-20)
+#define ZAN_STATUS_ALIGN           (-21)
+#define ZAN_STATUS_CALLBACK        (-22)
+#define ZAN_STATUS_TILE_SIZE       (-23)
+#define ZAN_STATUS_COI             (-24)
+#define ZAN_STATUS_ROI_SIZE        (-25)
+#define ZAN_STATUS_MASK_TILED      (-26)
+#define ZAN_STATUS_NULL_POINTER    (-27)
+#define ZAN_STATUS_VECTOR_LENGTH   (-28)
+#define ZAN_STATUS_FILTER_CONTENT  (-29)
+#define ZAN_STATUS_KERNEL_CONTENT  (-30)
+#define ZAN_STATUS_FILTER_OFFSET   (-31)
+/* A mask's header fault is the image's status less this. */
+#define ZAN_STATUS_MASK_OFFSET     100
+
+#define ZAN_ErrorModeLeaf   0
+#define ZAN_ErrorModeParent 1
+#define ZAN_ErrorModeSilent 2
+
+typedef int (*ZanReporter)(ZanStatus status, const char* functionName, const char* context,
+                           const char* sourceName, int line);
+
+typedef struct ZanLibVersion {
+    int majorVersion;
+    int minorVersion;
+    int buildNumber;
+    const char* libraryName;
+    const char* versionText;
+    const char* internalVersionText;
+    const char* buildDateText;
+    const char* linkageText;
+} ZanLibVersion;
+
+ZAN_API ZanStatus zanGetErrStatus(void);
+ZAN_API void zanSetErrStatus(ZanStatus status);
+ZAN_API int zanGetErrMode(void);
+ZAN_API void zanSetErrMode(int mode);
+ZAN_API ZanReporter zanRedirectError(ZanReporter reporter);
+ZAN_API int zanError(ZanStatus status, const char* functionName, const char* context,
+                     const char* sourceName, int line);
+ZAN_API const char* zanErrorStr(ZanStatus status);
+ZAN_API int zanNulDevReport(ZanStatus status, const char* functionName, const char* context,
+                            const char* sourceName, int line);
+ZAN_API int zanStdErrReport(ZanStatus status, const char* functionName, const char* context,
+                            const char* sourceName, int line);
+ZAN_API int zanGuiBoxReport(ZanStatus status, const char* functionName, const char* context,
+                            const char* sourceName, int line);
+ZAN_API const ZanLibVersion* zanGetLibVersion(void);
+ZAN_API uint64_t zanGetSorvatCounter(void);
+
+/* ------------------------------------------------------------------------ */
+/* Image arithmetic and logic                                               */
+/* ------------------------------------------------------------------------ */
+
+ZAN_API void zanAdd(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanSubtract(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanMultiply(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+
+ZAN_API void zanAnd(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanOr(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanXor(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanAndS(const ZanImage* srcImage, ZanImage* dstImage, int value);
+ZAN_API void zanOrS(const ZanImage* srcImage, ZanImage* dstImage, int value);
+ZAN_API void zanXorS(const ZanImage* srcImage, ZanImage* dstImage, int value);
+ZAN_API void zanNot(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanLShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift);
+ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZAN_H */
