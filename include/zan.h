@@ -253,6 +253,13 @@ ZAN_API void zanAdd(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanIma
 ZAN_API void zanSubtract(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
 ZAN_API void zanMultiply(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
 
+ZAN_API void zanAddS(const ZanImage* srcImage, ZanImage* dstImage, int value);
+ZAN_API void zanSubtractS(const ZanImage* srcImage, ZanImage* dstImage, int value, int reverse);
+ZAN_API void zanMultiplyS(const ZanImage* srcImage, ZanImage* dstImage, int value);
+ZAN_API void zanAddSFP(const ZanImage* srcImage, ZanImage* dstImage, float value);
+ZAN_API void zanSubtractSFP(const ZanImage* srcImage, ZanImage* dstImage, float value, int reverse);
+ZAN_API void zanMultiplySFP(const ZanImage* srcImage, ZanImage* dstImage, float value);
+
 ZAN_API void zanAnd(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
 ZAN_API void zanOr(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
 ZAN_API void zanXor(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);

@@ -67,64 +67,6 @@ void constantLogic(OwnSite site, const ZanImage* srcImage, ZanImage* dstImage, i
     });
 }
 
-template <class T>
-struct LeftShiftOp {
-    int n;
-    T operator()(T a) const
-    {
-        using U = std::make_unsigned_t<T>;
-        return static_cast<T>(static_cast<U>(static_cast<U>(a) << n));
-    }
-#if OWN_HAVE_SSE2
-    std::size_t run(T* d, const T* a, std::size_t count) const
-    {
-        const __m128i shift = _mm_cvtsi32_si128(n);
-        if constexpr (sizeof(T) == 1) {
-            const __m128i keep = _mm_set1_epi8(static_cast<char>((0xFF << n) & 0xFF));
-            return ownPackedRun(d, a, count, [=](__m128i x) {
-                return _mm_and_si128(_mm_sll_epi16(x, shift), keep);
-            });
-        } else if constexpr (sizeof(T) == 2) {
-            return ownPackedRun(d, a, count, [=](__m128i x) { return _mm_sll_epi16(x, shift); });
-        } else {
-            return ownPackedRun(d, a, count, [=](__m128i x) { return _mm_sll_epi32(x, shift); });
-        }
-    }
-#endif
-};
-
-// Right shifts fill with zeros in unsigned depths and with the sign in
-// signed ones.
-template <class T>
-struct RightShiftOp {
-    int n;
-    T operator()(T a) const { return static_cast<T>(a >> n); }
-#if OWN_HAVE_SSE2
-    std::size_t run(T* d, const T* a, std::size_t count) const
-    {
-        const __m128i shift = _mm_cvtsi32_si128(n);
-        if constexpr (std::is_same_v<T, uint8_t>) {
-            const __m128i keep = _mm_set1_epi8(static_cast<char>(0xFF >> n));
-            return ownPackedRun(d, a, count, [=](__m128i x) {
-                return _mm_and_si128(_mm_srl_epi16(x, shift), keep);
-            });
-        } else if constexpr (std::is_same_v<T, int8_t>) {
-            const __m128i wide = _mm_cvtsi32_si128(n + 8);
-            return ownPackedRun(d, a, count, [=](__m128i x) {
-                return _mm_packs_epi16(_mm_sra_epi16(_mm_unpacklo_epi8(x, x), wide),
-                                       _mm_sra_epi16(_mm_unpackhi_epi8(x, x), wide));
-            });
-        } else if constexpr (std::is_same_v<T, uint16_t>) {
-            return ownPackedRun(d, a, count, [=](__m128i x) { return _mm_srl_epi16(x, shift); });
-        } else if constexpr (std::is_same_v<T, int16_t>) {
-            return ownPackedRun(d, a, count, [=](__m128i x) { return _mm_sra_epi16(x, shift); });
-        } else {
-            return ownPackedRun(d, a, count, [=](__m128i x) { return _mm_sra_epi32(x, shift); });
-        }
-    }
-#endif
-};
-
 enum class ShiftDirection { left, right };
 
 void shift(OwnSite site, const ZanImage* srcImage, ZanImage* dstImage, int nShift,
@@ -159,7 +101,7 @@ void shift(OwnSite site, const ZanImage* srcImage, ZanImage* dstImage, int nShif
         withBitWidth(depth, [&](auto type) {
             using U = typename decltype(type)::type;
             frame.run([nShift](const OwnPiece& piece) {
-                ownPixelRows<U, 1>(piece, LeftShiftOp<U>{nShift});
+                ownPixelRows<U, 1>(piece, OwnLeftShiftOp<U>{nShift});
             });
         });
         return;
@@ -168,7 +110,7 @@ void shift(OwnSite site, const ZanImage* srcImage, ZanImage* dstImage, int nShif
         using T = typename decltype(type)::type;
         if constexpr (std::is_integral_v<T>) {
             frame.run([nShift](const OwnPiece& piece) {
-                ownPixelRows<T, 1>(piece, RightShiftOp<T>{nShift});
+                ownPixelRows<T, 1>(piece, OwnRightShiftOp<T>{nShift});
             });
         }
     });
