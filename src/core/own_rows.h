@@ -102,6 +102,56 @@ PieceImages<N> imagesOf(const OwnPiece& piece)
     return images;
 }
 
+// Runs op once over the whole data blocks when the piece allows it.
+template <class T, int N, class Op>
+bool wholeBlockRun(const OwnPiece& piece, const Op& op)
+{
+    const PieceImages<N> images = imagesOf<N>(piece);
+    ZanImage* dst = images.dst;
+    if (piece.mask ||
+        !ownWholeBlock(images.src[0], N == 2 ? images.src[N - 1] : dst, N == 2 ? dst : nullptr,
+                       piece.plan->anyAlpha))
+        return false;
+    Sources<T, N> s;
+    for (int i = 0; i < N; ++i)
+        s.p[i] = reinterpret_cast<const T*>(images.src[i]->imageData);
+    contiguousRun<T, N>(op, reinterpret_cast<T*>(dst->imageData), s,
+                        static_cast<std::size_t>(dst->imageSize) / sizeof(T));
+    return true;
+}
+
+// The regions of a piece's images from their first planned channels, the
+// mask's region, and the size they have in common.
+template <int N>
+struct PieceRegions {
+    Region src[N];
+    Region out;
+    Region mask;
+    int width;
+    int height;
+};
+
+template <int N>
+PieceRegions<N> regionsOf(const OwnPiece& piece)
+{
+    const OwnChannelPlan& plan = *piece.plan;
+    PieceRegions<N> r{};
+    r.out = regionOf(piece.dst, plan.firstChannel[OWN_DST]);
+    r.width = r.out.width;
+    r.height = r.out.height;
+    for (int i = 0; i < N; ++i) {
+        r.src[i] = regionOf(piece.src[i], plan.firstChannel[i]);
+        r.width = std::min(r.width, r.src[i].width);
+        r.height = std::min(r.height, r.src[i].height);
+    }
+    if (piece.mask) {
+        r.mask = regionOf(piece.mask, 0);
+        r.width = std::min(r.width, r.mask.width);
+        r.height = std::min(r.height, r.mask.height);
+    }
+    return r;
+}
+
 } // namespace own_rows
 
 // Applies op to the values of the piece's region: whole block, contiguous
@@ -110,41 +160,14 @@ template <class T, int N, class Op>
 void ownPixelRows(const OwnPiece& piece, const Op& op)
 {
     using namespace own_rows;
-    const OwnChannelPlan& plan = *piece.plan;
-    const PieceImages<N> images = imagesOf<N>(piece);
-    ZanImage* dst = images.dst;
-
-    if (!piece.mask &&
-        ownWholeBlock(images.src[0], N == 2 ? images.src[N - 1] : dst, N == 2 ? dst : nullptr,
-                      plan.anyAlpha)) {
-        Sources<T, N> s;
-        for (int i = 0; i < N; ++i)
-            s.p[i] = reinterpret_cast<const T*>(images.src[i]->imageData);
-        contiguousRun<T, N>(op, reinterpret_cast<T*>(dst->imageData), s,
-                            static_cast<std::size_t>(dst->imageSize) / sizeof(T));
+    if (wholeBlockRun<T, N>(piece, op))
         return;
-    }
-
-    Region src[N];
-    for (int i = 0; i < N; ++i)
-        src[i] = regionOf(images.src[i], plan.firstChannel[i]);
-    const Region out = regionOf(dst, plan.firstChannel[OWN_DST]);
-    int width = out.width;
-    int height = out.height;
-    for (const Region& r : src) {
-        width = std::min(width, r.width);
-        height = std::min(height, r.height);
-    }
-    Region mask{};
-    if (piece.mask) {
-        mask = regionOf(piece.mask, 0);
-        width = std::min(width, mask.width);
-        height = std::min(height, mask.height);
-    }
+    const OwnChannelPlan& plan = *piece.plan;
+    const auto [src, out, mask, width, height] = regionsOf<N>(piece);
     if (width <= 0 || height <= 0)
         return;
 
-    const bool planes = dst->dataOrder == ZAN_DATA_ORDER_PLANE;
+    const bool planes = piece.dst->dataOrder == ZAN_DATA_ORDER_PLANE;
     const int planeCount = planes ? plan.channelCount : 1;
     const int valuesPerPixel = planes ? 1 : plan.channelCount;
 
@@ -191,36 +214,9 @@ template <int N, class ByteOp>
 void ownBitRows(const OwnPiece& piece, const ByteOp& op)
 {
     using namespace own_rows;
-    const PieceImages<N> images = imagesOf<N>(piece);
-    ZanImage* dst = images.dst;
-
-    if (!piece.mask &&
-        ownWholeBlock(images.src[0], N == 2 ? images.src[N - 1] : dst, N == 2 ? dst : nullptr,
-                      piece.plan->anyAlpha)) {
-        Sources<uint8_t, N> s;
-        for (int i = 0; i < N; ++i)
-            s.p[i] = reinterpret_cast<const uint8_t*>(images.src[i]->imageData);
-        contiguousRun<uint8_t, N>(op, reinterpret_cast<uint8_t*>(dst->imageData), s,
-                                  static_cast<std::size_t>(dst->imageSize));
+    if (wholeBlockRun<uint8_t, N>(piece, op))
         return;
-    }
-
-    Region src[N];
-    for (int i = 0; i < N; ++i)
-        src[i] = regionOf(images.src[i], 0);
-    const Region out = regionOf(dst, 0);
-    int width = out.width;
-    int height = out.height;
-    for (const Region& r : src) {
-        width = std::min(width, r.width);
-        height = std::min(height, r.height);
-    }
-    Region mask{};
-    if (piece.mask) {
-        mask = regionOf(piece.mask, 0);
-        width = std::min(width, mask.width);
-        height = std::min(height, mask.height);
-    }
+    const auto [src, out, mask, width, height] = regionsOf<N>(piece);
     if (width <= 0 || height <= 0)
         return;
 

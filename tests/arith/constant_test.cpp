@@ -13,31 +13,9 @@ using zt::Image;
 using zt::RecordingReporter;
 using zt::Shape;
 
-// Runs call on a 70-value row whose every value is a, and returns each
-// result, checking they agree.
-double resultOf(uint32_t depth, double a, const std::function<void(ZanImage*, ZanImage*)>& call)
-{
-    Image src = zt::makeImage(Shape{depth, 1, 70, 1});
-    Image dst = zt::makeImage(Shape{depth, 1, 70, 1});
-    for (int x = 0; x < 70; ++x)
-        zt::setSampleAt(src.get(), x, 0, 0, a);
-    call(src.get(), dst.get());
-    const double first = zt::sampleAt(dst.get(), 0, 0, 0);
-    for (int x = 1; x < 70; ++x)
-        EXPECT_EQ(zt::sampleAt(dst.get(), x, 0, 0), first) << "x " << x;
-    return first;
-}
-
 TEST(ConstantArithmetic, EdgeCases)
 {
-    struct Case {
-        const char* name;
-        uint32_t depth;
-        double a;
-        std::function<void(ZanImage*, ZanImage*)> call;
-        double result;
-        std::vector<std::string> reports;
-    };
+    using Case = ref::RowCase;
     auto addS = [](int v) { return [v](ZanImage* s, ZanImage* d) { zanAddS(s, d, v); }; };
     auto subS = [](int v, int r) { return [v, r](ZanImage* s, ZanImage* d) { zanSubtractS(s, d, v, r); }; };
     auto mulS = [](int v) { return [v](ZanImage* s, ZanImage* d) { zanMultiplyS(s, d, v); }; };
@@ -108,7 +86,7 @@ TEST(ConstantArithmetic, EdgeCases)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         RecordingReporter recorder;
-        EXPECT_EQ(resultOf(c.depth, c.a, c.call), c.result);
+        EXPECT_EQ(ref::rowResults(c.depth, c.a, c.call), std::vector<double>(70, c.result));
         EXPECT_EQ(recorder.summary(), c.reports);
     }
 }

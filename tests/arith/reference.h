@@ -3,10 +3,14 @@
 #pragma once
 
 #include "zan.h"
+#include "zan_test.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace ref {
 
@@ -75,6 +79,33 @@ inline double wrapTo(uint32_t depth, int64_t v)
     if ((depth & ZAN_DEPTH_SIGN) && (low >> (bits - 1)))
         return static_cast<double>(static_cast<int64_t>(low) - (int64_t{1} << bits));
     return static_cast<double>(low);
+}
+
+// A case of an operation on one value: its name, depth, source value, the
+// call, the result expected in every value and the reports "function: context".
+struct RowCase {
+    const char* name;
+    uint32_t depth;
+    double a;
+    std::function<void(ZanImage*, ZanImage*)> call;
+    double result;
+    std::vector<std::string> reports;
+};
+
+// The results of call on a row of 70 values, every one of them a: long
+// enough for packed blocks and a value-at-a-time tail.
+inline std::vector<double> rowResults(uint32_t depth, double a,
+                                      const std::function<void(ZanImage*, ZanImage*)>& call)
+{
+    zt::Image src = zt::makeImage(zt::Shape{depth, 1, 70, 1});
+    zt::Image dst = zt::makeImage(zt::Shape{depth, 1, 70, 1});
+    for (int x = 0; x < 70; ++x)
+        zt::setSampleAt(src.get(), x, 0, 0, a);
+    call(src.get(), dst.get());
+    std::vector<double> results;
+    for (int x = 0; x < 70; ++x)
+        results.push_back(zt::sampleAt(dst.get(), x, 0, 0));
+    return results;
 }
 
 } // namespace ref
