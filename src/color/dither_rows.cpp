@@ -264,13 +264,14 @@ struct Bayer {
 };
 
 // The error-diffusion kernels: the weighted sum of the errors around x in
-// the row being written (e0) and the rows above (e1, e2), in the order
-// written, times the reciprocal of the weights' total.
+// the row being written (left1 and left2 at x - 1 and x - 2) and the rows
+// above (e1, e2), in the order written, times the reciprocal of the
+// weights' total.
 struct FloydSteinberg {
     template <class R>
-    static R sum(const float* e0, const float* e1, const float*, int x)
+    static R sum(float left1, float, const float* e1, const float*, int x)
     {
-        return (static_cast<R>(7) * e0[x - 1] + static_cast<R>(e1[x - 1]) + static_cast<R>(5) * e1[x] +
+        return (static_cast<R>(7) * left1 + static_cast<R>(e1[x - 1]) + static_cast<R>(5) * e1[x] +
                 static_cast<R>(3) * e1[x + 1]) *
                static_cast<R>(0.0625f);
     }
@@ -278,9 +279,9 @@ struct FloydSteinberg {
 
 struct JarvisJudiceNinke {
     template <class R>
-    static R sum(const float* e0, const float* e1, const float* e2, int x)
+    static R sum(float left1, float left2, const float* e1, const float* e2, int x)
     {
-        return (static_cast<R>(7) * e0[x - 1] + static_cast<R>(5) * e0[x - 2] +
+        return (static_cast<R>(7) * left1 + static_cast<R>(5) * left2 +
                 static_cast<R>(3) * e1[x - 2] + static_cast<R>(5) * e1[x - 1] +
                 static_cast<R>(7) * e1[x] + static_cast<R>(5) * e1[x + 1] +
                 static_cast<R>(3) * e1[x + 2] + static_cast<R>(e2[x - 2]) +
@@ -292,9 +293,9 @@ struct JarvisJudiceNinke {
 
 struct Stucki {
     template <class R>
-    static R sum(const float* e0, const float* e1, const float* e2, int x)
+    static R sum(float left1, float left2, const float* e1, const float* e2, int x)
     {
-        return (static_cast<R>(8) * e0[x - 1] + static_cast<R>(4) * e0[x - 2] +
+        return (static_cast<R>(8) * left1 + static_cast<R>(4) * left2 +
                 static_cast<R>(2) * e1[x - 2] + static_cast<R>(4) * e1[x - 1] +
                 static_cast<R>(8) * e1[x] + static_cast<R>(4) * e1[x + 1] +
                 static_cast<R>(2) * e1[x + 2] + static_cast<R>(e2[x - 2]) +
@@ -325,34 +326,36 @@ struct Diffuse {
                 float* e0 = errors->row(0);
                 const float* e1 = errors->row(1);
                 const float* e2 = errors->row(2);
+                // The errors just written, kept at hand; the margins are 0.
+                float left1 = 0;
+                float left2 = 0;
                 for (int x = 0; x < block.width; ++x) {
                     const R v = static_cast<R>(Source<S>::value(s[static_cast<std::ptrdiff_t>(x) * block.sampleStep])) +
-                                Kernel::template sum<R>(e0, e1, e2, x);
-                    if (v >= levels.full) {
-                        out.put(x, topValue<D>());
-                        e0[x] = 0;
-                        continue;
-                    }
-                    if (v < 0) {
-                        out.put(x, bottomValue<D>());
-                        e0[x] = 0;
-                        continue;
-                    }
+                                Kernel::template sum<R>(left1, left2, e1, e2, x);
                     const bool noisy = params.noiseValues != nullptr;
                     const R noise = noisy ? static_cast<R>(noiseTerm(params, block.channel, block.x0 + x,
                                                                      block.y0 + y))
                                           : 0;
+                    // Values at or above full scale, or below 0, keep no error.
+                    const bool inside = v >= 0 && v < levels.full;
+                    float error = 0;
                     if constexpr (std::is_same_v<D, Bit>) {
-                        const bool bit = v > (noisy ? noise : halfFull);
+                        const bool bit = v >= levels.full || (v >= 0 && v > (noisy ? noise : halfFull));
                         out.put(x, bit);
-                        e0[x] = static_cast<float>(bit ? v - levels.full : v);
-                    } else {
+                        if (inside)
+                            error = static_cast<float>(bit ? v - levels.full : v);
+                    } else if (inside) {
                         int64_t q;
                         R f;
                         levels.find(v, noisy ? noise : halfStep, &q, &f);
                         out.put(x, levelValue<S, D>(levels, q, f));
-                        e0[x] = static_cast<float>(v - f);
+                        error = static_cast<float>(v - f);
+                    } else {
+                        out.put(x, v < 0 ? bottomValue<D>() : topValue<D>());
                     }
+                    e0[x] = error;
+                    left2 = left1;
+                    left1 = error;
                 }
                 out.finish(block.width);
                 errors->rotate();
