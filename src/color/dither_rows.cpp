@@ -277,31 +277,29 @@ struct FloydSteinberg {
     }
 };
 
-struct JarvisJudiceNinke {
-    template <class R>
-    static R sum(float left1, float left2, const float* e1, const float* e2, int x)
-    {
-        return (static_cast<R>(7) * left1 + static_cast<R>(5) * left2 +
-                static_cast<R>(3) * e1[x - 2] + static_cast<R>(5) * e1[x - 1] +
-                static_cast<R>(7) * e1[x] + static_cast<R>(5) * e1[x + 1] +
-                static_cast<R>(3) * e1[x + 2] + static_cast<R>(e2[x - 2]) +
-                static_cast<R>(3) * e2[x - 1] + static_cast<R>(5) * e2[x] +
-                static_cast<R>(3) * e2[x + 1] + static_cast<R>(e2[x + 2])) *
-               static_cast<R>(0.02083333395421505f);
-    }
+// The kernels of twelve taps: two to the left in the row being written,
+// five in each of the two rows above.
+struct WideWeights {
+    int left[2];   // x - 1, x - 2
+    int above[5];  // x - 2 .. x + 2 in the row above
+    int above2[5]; // x - 2 .. x + 2 two rows above
+    float reciprocal;
 };
 
-struct Stucki {
+constexpr WideWeights kJarvisJudiceNinke{{7, 5}, {3, 5, 7, 5, 3}, {1, 3, 5, 3, 1}, 0.02083333395421505f};
+constexpr WideWeights kStucki{{8, 4}, {2, 4, 8, 4, 2}, {1, 2, 4, 2, 1}, 0.02380952425301075f};
+
+template <const WideWeights& W>
+struct WideKernel {
     template <class R>
     static R sum(float left1, float left2, const float* e1, const float* e2, int x)
     {
-        return (static_cast<R>(8) * left1 + static_cast<R>(4) * left2 +
-                static_cast<R>(2) * e1[x - 2] + static_cast<R>(4) * e1[x - 1] +
-                static_cast<R>(8) * e1[x] + static_cast<R>(4) * e1[x + 1] +
-                static_cast<R>(2) * e1[x + 2] + static_cast<R>(e2[x - 2]) +
-                static_cast<R>(2) * e2[x - 1] + static_cast<R>(4) * e2[x] +
-                static_cast<R>(2) * e2[x + 1] + static_cast<R>(e2[x + 2])) *
-               static_cast<R>(0.02380952425301075f);
+        R total = static_cast<R>(W.left[0]) * left1 + static_cast<R>(W.left[1]) * left2;
+        for (int i = 0; i < 5; ++i)
+            total += static_cast<R>(W.above[i]) * e1[x - 2 + i];
+        for (int i = 0; i < 5; ++i)
+            total += static_cast<R>(W.above2[i]) * e2[x - 2 + i];
+        return total * static_cast<R>(W.reciprocal);
     }
 };
 
@@ -450,8 +448,8 @@ OwnDitherRoutine ownDitherRoutine(int ditherType, uint32_t srcDepth, uint32_t ds
     switch (ditherType) {
     case ZAN_DITHER_NONE: return pairRoutine<Narrow>(srcDepth, dstDepth);
     case ZAN_DITHER_FS: return pairRoutine<Diffuse<FloydSteinberg>::Pair>(srcDepth, dstDepth);
-    case ZAN_DITHER_JJH: return pairRoutine<Diffuse<JarvisJudiceNinke>::Pair>(srcDepth, dstDepth);
-    case ZAN_DITHER_STUCKEY: return pairRoutine<Diffuse<Stucki>::Pair>(srcDepth, dstDepth);
+    case ZAN_DITHER_JJH: return pairRoutine<Diffuse<WideKernel<kJarvisJudiceNinke>>::Pair>(srcDepth, dstDepth);
+    case ZAN_DITHER_STUCKEY: return pairRoutine<Diffuse<WideKernel<kStucki>>::Pair>(srcDepth, dstDepth);
     case ZAN_DITHER_BAYER: return pairRoutine<Bayer>(srcDepth, dstDepth);
     default: return nullptr;
     }

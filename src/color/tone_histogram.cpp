@@ -350,6 +350,18 @@ void equalize(OwnSite site, const ZanImage* src, ZanImage* dst, ZanLUT* const* l
     }
 }
 
+using MappingRun = void (*)(OwnSite site, const ZanImage* src, ZanImage* dst, ZanLUT* const* lut,
+                           int first, int channels);
+
+// The checks of a mapping, then its work at the depth of the images.
+void runMapping(OwnSite site, const ZanImage* src, ZanImage* dst, ZanLUT* const* lut,
+                MappingRun run8, MappingRun run16)
+{
+    int channels, first;
+    if (checkMapping(site, src, dst, lut, &channels, &first))
+        (src->depth == ZAN_DEPTH_8U ? run8 : run16)(site, src, dst, lut, first, channels);
+}
+
 } // namespace
 
 extern "C" {
@@ -392,26 +404,14 @@ ZAN_API void zanComputeHisto(const ZanImage* srcImage, ZanLUT** lut)
 
 ZAN_API void zanContrastStretch(const ZanImage* srcImage, ZanImage* dstImage, ZanLUT** lut)
 {
-    const OwnSite site{"zanContrastStretch", "zanhist"};
-    int channels, first;
-    if (!checkMapping(site, srcImage, dstImage, lut, &channels, &first))
-        return;
-    if (srcImage->depth == ZAN_DEPTH_8U)
-        stretch<uint8_t>(site, srcImage, dstImage, lut, first, channels);
-    else
-        stretch<uint16_t>(site, srcImage, dstImage, lut, first, channels);
+    runMapping(OwnSite{"zanContrastStretch", "zanhist"}, srcImage, dstImage, lut, &stretch<uint8_t>,
+               &stretch<uint16_t>);
 }
 
 ZAN_API void zanHistoEqualize(const ZanImage* srcImage, ZanImage* dstImage, ZanLUT** lut)
 {
-    const OwnSite site{"zanHistoEqualize", "zanhist"};
-    int channels, first;
-    if (!checkMapping(site, srcImage, dstImage, lut, &channels, &first))
-        return;
-    if (srcImage->depth == ZAN_DEPTH_8U)
-        equalize<uint8_t>(site, srcImage, dstImage, lut, first, channels);
-    else
-        equalize<uint16_t>(site, srcImage, dstImage, lut, first, channels);
+    runMapping(OwnSite{"zanHistoEqualize", "zanhist"}, srcImage, dstImage, lut, &equalize<uint8_t>,
+               &equalize<uint16_t>);
 }
 
 } // extern "C"

@@ -14,6 +14,10 @@ namespace {
 
 using zt::Image;
 using zt::Shape;
+using zt::channelCount;
+using zt::firstChannel;
+using zt::Participant;
+using zt::regionOf;
 
 // A ZanLUT record with arrays that it owns.
 struct Lut {
@@ -44,32 +48,13 @@ std::vector<ZanLUT*> pointers(const Luts& luts)
 
 int histSizeOf(uint32_t depth) { return depth == ZAN_DEPTH_8U ? 256 : depth == ZAN_DEPTH_16U ? 65536 : 2; }
 
-struct Region {
-    int x, y, width, height;
-};
-
-Region regionOf(const ZanImage* image)
-{
-    if (!image->roi)
-        return {0, 0, image->width, image->height};
-    const ZanROI* r = image->roi;
-    return {r->xOffset, r->yOffset, std::min(r->width, image->width - r->xOffset),
-            std::min(r->height, image->height - r->yOffset)};
-}
-
-int firstChannel(const ZanImage* image) { return image->roi && image->roi->coi ? image->roi->coi - 1 : 0; }
-int channelCount(const ZanImage* image)
-{
-    return image->roi && image->roi->coi ? 1 : image->nChannels - (image->alphaChannel ? 1 : 0);
-}
-
-// Calls f(x, y, maskX, maskY) for each pixel of the image's region that its
+// Calls f(x, y) for each pixel of the image's region that its
 // mask (aligned with the region's corner) lets through.
 template <class F>
 void forEachCounted(const ZanImage* image, F f)
 {
-    Region r = regionOf(image);
-    Region m{0, 0, r.width, r.height};
+    zt::Rect r = regionOf(image);
+    zt::Rect m{0, 0, r.width, r.height};
     if (image->maskROI) {
         m = regionOf(image->maskROI);
         r.width = std::min(r.width, m.width);
@@ -80,14 +65,6 @@ void forEachCounted(const ZanImage* image, F f)
             if (!image->maskROI || zt::bitAt(image->maskROI, m.x + i, m.y + j))
                 f(r.x + i, r.y + j);
 }
-
-// One image of a random case: plain, or tiled with its plain twin.
-struct Participant {
-    Image plain;
-    std::unique_ptr<zt::TiledImage> tiled;
-    ZanImage* header() const { return tiled ? tiled->header() : plain.get(); }
-    ZanImage* content() const { return tiled ? tiled->plain() : plain.get(); }
-};
 
 Participant randomParticipant(Shape shape, std::mt19937& rng, bool mayMask)
 {
@@ -295,7 +272,7 @@ TEST(ContrastStretch, RandomImagesMatchTheStepTables)
         std::vector<ZanLUT*> lut = pointers(luts);
         Image expected(zanCloneImage(dst.content()));
         const Image before(zanCloneImage(src.content()));
-        const Region rs = regionOf(src.header()), rd = regionOf(dst.header());
+        const zt::Rect rs = regionOf(src.header()), rd = regionOf(dst.header());
         const ZanImage* masks[2] = {src.header()->maskROI, dst.header()->maskROI};
         int width = std::min(rs.width, rd.width), height = std::min(rs.height, rd.height);
         for (const ZanImage* m : masks)
