@@ -165,10 +165,7 @@ TEST(ComputeHisto, CountsRandomImagesIntoTheIntervals)
 TEST(ComputeHisto, OneIntervalOverTheWholeRangeCountsEverySample)
 {
     std::mt19937 rng(2);
-    Shape shape;
-    shape.width = 10;
-    shape.height = 7;
-    Image image = zt::makeRandomImage(shape, rng);
+    Image image = zt::makeRandomImage({.width = 10, .height = 7}, rng);
     Lut all({0, 256});
     ZanLUT* lut = &all.record;
     zanComputeHisto(image.get(), &lut);

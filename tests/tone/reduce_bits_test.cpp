@@ -497,9 +497,7 @@ TEST(ReduceBits, LevelOutputsAndFullScale)
 TEST(ReduceBits, NoiseIsTheSameOnEveryCallAndKeepsTheRoundingMode)
 {
     std::mt19937 rng(3);
-    Shape shape;
-    shape.width = 40;
-    shape.height = 20;
+    const Shape shape{.width = 40, .height = 20};
     Image src = zt::makeRandomImage(shape, rng);
     Image first = zt::makeImage(shape);
     Image second = zt::makeImage(shape);
@@ -513,20 +511,12 @@ TEST(ReduceBits, NoiseIsTheSameOnEveryCallAndKeepsTheRoundingMode)
 
 TEST(ReduceBits, RefusesBadArgumentsInOrder)
 {
-    auto make = [](uint32_t depth, int channels, int alpha = 0, int order = ZAN_DATA_ORDER_PIXEL, int w = 8) {
-        Shape s;
-        s.depth = depth;
-        s.channels = channels;
-        s.alpha = alpha;
-        s.order = order;
-        s.width = w;
-        return zt::makeImage(s);
-    };
-    Image g8 = make(ZAN_DEPTH_8U, 1), g16 = make(ZAN_DEPTH_16U, 1), bits = make(ZAN_DEPTH_1U, 1);
-    Image rgb8 = make(ZAN_DEPTH_8U, 3), rgb8b = make(ZAN_DEPTH_8U, 3), rgba8 = make(ZAN_DEPTH_8U, 4, 4);
-    Image planes8 = make(ZAN_DEPTH_8U, 1, 0, ZAN_DATA_ORDER_PLANE), s8 = make(ZAN_DEPTH_8S, 1);
-    Image s16 = make(ZAN_DEPTH_16S, 1), two8 = make(ZAN_DEPTH_8U, 2), narrow8 = make(ZAN_DEPTH_8U, 1, 0, 0, 4);
-    Image f32 = make(ZAN_DEPTH_32F, 1), i32 = make(ZAN_DEPTH_32S, 1);
+    auto make = [](Shape shape) { return zt::makeImage(shape); };
+    Image g8 = make({}), g16 = make({.depth = ZAN_DEPTH_16U}), bits = make({.depth = ZAN_DEPTH_1U});
+    Image rgb8 = make({.channels = 3}), rgb8b = make({.channels = 3}), rgba8 = make({.channels = 4, .alpha = 4});
+    Image planes8 = make({.order = ZAN_DATA_ORDER_PLANE}), s8 = make({.depth = ZAN_DEPTH_8S});
+    Image s16 = make({.depth = ZAN_DEPTH_16S}), two8 = make({.channels = 2}), narrow8 = make({.width = 4});
+    Image f32 = make({.depth = ZAN_DEPTH_32F}), i32 = make({.depth = ZAN_DEPTH_32S});
     struct Case {
         const ZanImage* src;
         ZanImage* dst;

@@ -150,19 +150,12 @@ TEST(Threshold, TiledBitsWithAMaskMatchThePlainCall)
 
 TEST(Threshold, RefusesInOrder)
 {
-    auto make = [](uint32_t depth, int channels, int order = ZAN_DATA_ORDER_PIXEL, int origin = 0) {
-        Shape s;
-        s.depth = depth;
-        s.channels = channels;
-        s.order = order;
-        s.origin = origin;
-        return zt::makeImage(s);
-    };
-    Image g8 = make(ZAN_DEPTH_8U, 1), f32 = make(ZAN_DEPTH_32F, 1), bits = make(ZAN_DEPTH_1U, 1);
-    Image rgb = make(ZAN_DEPTH_8U, 3), rgbPlanes = make(ZAN_DEPTH_8U, 3, ZAN_DATA_ORDER_PLANE);
-    Image bottom = make(ZAN_DEPTH_8U, 1, 0, ZAN_ORIGIN_BOTTOM_LEFT), s8 = make(ZAN_DEPTH_8S, 1);
-    Image s16 = make(ZAN_DEPTH_16S, 1), u16 = make(ZAN_DEPTH_16U, 1);
-    Image masked = make(ZAN_DEPTH_8U, 1), maskedDst = make(ZAN_DEPTH_8U, 1);
+    auto make = [](Shape shape) { return zt::makeImage(shape); };
+    Image g8 = make({}), f32 = make({.depth = ZAN_DEPTH_32F}), bits = make({.depth = ZAN_DEPTH_1U});
+    Image rgb = make({.channels = 3}), rgbPlanes = make({.channels = 3, .order = ZAN_DATA_ORDER_PLANE});
+    Image bottom = make({.origin = ZAN_ORIGIN_BOTTOM_LEFT}), s8 = make({.depth = ZAN_DEPTH_8S});
+    Image s16 = make({.depth = ZAN_DEPTH_16S}), u16 = make({.depth = ZAN_DEPTH_16U});
+    Image masked = make({}), maskedDst = make({});
     std::mt19937 rng(1);
     zt::attachRandomMask(masked.get(), 8, 8, rng)->origin = ZAN_ORIGIN_BOTTOM_LEFT;
     zt::attachRandomMask(maskedDst.get(), 8, 8, rng)->origin = ZAN_ORIGIN_BOTTOM_LEFT;
