@@ -282,7 +282,8 @@ extern "C" ZAN_API void zanReduceBits(const ZanImage* srcImage, ZanImage* dstIma
 {
     if (!checkArguments(srcImage, dstImage, noise, ditherType, levels))
         return;
-    OwnDitherParams params{levels - 1, noise, nullptr, nullptr};
+    // Levels are not read for plain narrowing.
+    OwnDitherParams params{ditherType == ZAN_DITHER_NONE ? 0 : levels - 1, noise, nullptr, nullptr};
     OwnBuffer<float> noiseValues;
     OwnBuffer<int> noiseIndex;
     if (noise != 0 && ditherType != ZAN_DITHER_NONE) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -460,6 +461,44 @@ TEST(ToneChecks, ReportTheirTextsInOrder)
         zt::RecordingReporter recorder;
         zanContrastStretch(rgb.get(), rgb.get(), luts);
         EXPECT_EQ(recorder.summary(), std::vector<std::string>{std::string("zanContrastStretch: ") + text});
+    }
+}
+
+// A tile that its callback doesn't give ends each operation with its text.
+TEST(ToneChecks, TileFailuresAreReported)
+{
+    const Shape shape{.width = 16, .height = 16};
+    Image plain = zt::makeImage(shape);
+    Shape bitShape = shape;
+    bitShape.depth = ZAN_DEPTH_1U;
+    Lut lut({0, 256}, {1});
+    ZanLUT* record = &lut.record;
+    struct Case {
+        std::function<void(ZanImage* tiled)> call;
+        bool bits;
+        std::vector<std::string> reports;
+    };
+    const Case cases[] = {
+        {[&](ZanImage* t) { zanThreshold(plain.get(), t, 9); }, false,
+         {"zanThreshold: (dstImage->tileInfo->tileData == NULL)"}},
+        {[&](ZanImage* t) { zanThreshold(t, plain.get(), 9); }, false,
+         {"zanThreshold: (srcImage->tileInfo->tileData == NULL)"}},
+        {[&](ZanImage* t) { zanContrastStretch(plain.get(), t, &record); }, false,
+         {"zanMap: Error get tile to write", "zanContrastStretch: "}},
+        {[&](ZanImage* t) { zanComputeHisto(t, &record); }, false,
+         {"zanComputeHisto: Error get tile to read", "zanComputeHisto: "}},
+        {[&](ZanImage* t) { zanReduceBits(plain.get(), t, 0, ZAN_DITHER_FS, 2); }, true,
+         {"zanReduceBits: (dstImage->tileInfo->tileData == NULL)"}},
+        {[&](ZanImage* t) { zanReduceBits(t, plain.get(), 0, ZAN_DITHER_BAYER, 2); }, false,
+         {"zanReduceBits: (srcImage->tileInfo->tileData == NULL)"}},
+    };
+    for (const Case& c : cases) {
+        zt::TiledImage tiled(c.bits ? bitShape : shape, 8, 8);
+        tiled.failOpenAt = 1;
+        zt::RecordingReporter recorder;
+        c.call(tiled.header());
+        EXPECT_EQ(recorder.summary(), c.reports);
+        EXPECT_FALSE(tiled.misuse);
     }
 }
 

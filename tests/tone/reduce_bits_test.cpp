@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cfenv>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -494,7 +495,7 @@ TEST(ReduceBits, LevelOutputsAndFullScale)
     }
 }
 
-TEST(ReduceBits, NoiseIsTheSameOnEveryCallAndKeepsTheRoundingMode)
+TEST(ReduceBits, NoiseIsTheSameOnEveryCallIgnoresRoiAndKeepsTheRoundingMode)
 {
     std::mt19937 rng(3);
     const Shape shape{.width = 40, .height = 20};
@@ -502,6 +503,9 @@ TEST(ReduceBits, NoiseIsTheSameOnEveryCallAndKeepsTheRoundingMode)
     Image first = zt::makeImage(shape);
     Image second = zt::makeImage(shape);
     zanReduceBits(src.get(), first.get(), 60, ZAN_DITHER_STUCKEY, 4);
+    // A ROI or a mask changes nothing.
+    zt::setRoi(second.get(), 0, 5, 3, 10, 10);
+    zt::attachRandomMask(second.get(), 40, 20, rng);
     std::fesetround(FE_DOWNWARD);
     zanReduceBits(src.get(), second.get(), 60, ZAN_DITHER_STUCKEY, 4);
     EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
@@ -560,7 +564,7 @@ TEST(ReduceBits, RefusesBadArgumentsInOrder)
     }
     zt::RecordingReporter recorder;
     // Levels are not read without dither; 257 levels fit 8 bits.
-    zanReduceBits(rgb8.get(), rgb8b.get(), 0, ZAN_DITHER_NONE, -7);
+    zanReduceBits(rgb8.get(), rgb8b.get(), 0, ZAN_DITHER_NONE, INT_MIN);
     zanReduceBits(g16.get(), g8.get(), 0, ZAN_DITHER_FS, 257);
     EXPECT_TRUE(recorder.reports().empty());
     // A status left from before ends the call after the dither test, quietly.
