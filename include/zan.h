@@ -294,6 +294,21 @@ ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift
 /* Bit reduction and dithering                                              */
 /* ------------------------------------------------------------------------ */
 
+/* Dithers of zanReduceBits. */
+#define ZAN_DITHER_NONE     1
+#define ZAN_DITHER_FS       2
+#define ZAN_DITHER_JJH      4
+#define ZAN_DITHER_STUCKEY  8
+#define ZAN_DITHER_BAYER    16
+
+/*
+ * Copies srcImage into dstImage of the same or a smaller depth, reduced to
+ * levels levels (not read for ZAN_DITHER_NONE), with noise (0..100 percent)
+ * added to the thresholds.
+ */
+ZAN_API void zanReduceBits(const ZanImage* srcImage, ZanImage* dstImage, int noise, int ditherType,
+                           int levels);
+
 /* ------------------------------------------------------------------------ */
 /* Depth conversion                                                         */
 /* ------------------------------------------------------------------------ */
@@ -301,6 +316,28 @@ ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift
 /* ------------------------------------------------------------------------ */
 /* Threshold, histograms and lookup tables                                  */
 /* ------------------------------------------------------------------------ */
+
+#define ZAN_LUT_STEP   0
+#define ZAN_LUT_LINEAR 1
+
+/*
+ * A lookup table of one channel: entry k stands for the samples from key[k]
+ * up to, not including, key[k+1], with a count or target value and, for
+ * interpolated tables, a slope.
+ */
+typedef struct ZanLUT {
+    int num;
+    int* key;
+    int* value;
+    int* factor;
+    int interpolation;
+} ZanLUT;
+
+ZAN_API void zanThreshold(const ZanImage* srcImage, ZanImage* dstImage, int Threshold);
+/* lut: one record per channel of the image, indexed by the channel. */
+ZAN_API void zanComputeHisto(const ZanImage* srcImage, ZanLUT** lut);
+ZAN_API void zanContrastStretch(const ZanImage* srcImage, ZanImage* dstImage, ZanLUT** lut);
+ZAN_API void zanHistoEqualize(const ZanImage* srcImage, ZanImage* dstImage, ZanLUT** lut);
 
 /* ------------------------------------------------------------------------ */
 /* DIB interchange, RLE and palettes                                        */

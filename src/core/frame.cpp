@@ -21,18 +21,6 @@ const OwnWalkTexts kOneSourceTexts = {
     {nullptr, nullptr, nullptr},
 };
 
-// Channels an image contributes and the first of them.
-void channelsOf(const ZanImage* image, int* count, int* first)
-{
-    if (image->roi && image->roi->coi > 0) {
-        *count = 1;
-        *first = image->roi->coi - 1;
-    } else {
-        *count = image->nChannels - (image->alphaChannel > 0 ? 1 : 0);
-        *first = 0;
-    }
-}
-
 // One image of the walk: its working header with a private ROI, its
 // rectangle, its walker and its cursor.
 struct WalkImage {
@@ -274,6 +262,17 @@ private:
 
 } // namespace
 
+void ownImageChannels(const ZanImage* image, int* count, int* first)
+{
+    if (image->roi && image->roi->coi > 0) {
+        *count = 1;
+        *first = image->roi->coi - 1;
+    } else {
+        *count = image->nChannels - (image->alphaChannel > 0 ? 1 : 0);
+        *first = 0;
+    }
+}
+
 void ownRegionRect(const ZanImage* image, OwnRect* rect)
 {
     rect->xEnd = 0;
@@ -508,7 +507,7 @@ bool OwnFrame::planChannels()
             plan_.firstChannel[i] = 0;
             continue;
         }
-        channelsOf(image, &counts[i], &plan_.firstChannel[i]);
+        ownImageChannels(image, &counts[i], &plan_.firstChannel[i]);
         if (image->roi && image->roi->coi > 0)
             plan_.noCoi = false;
         if (image->alphaChannel > 0)

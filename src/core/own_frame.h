@@ -42,6 +42,10 @@ struct OwnRect {
     int width;
 };
 
+// Channels an image contributes: 1 (the COI) with a ROI whose coi is above
+// 0, else nChannels less an alpha channel; and the first of them.
+void ownImageChannels(const ZanImage* image, int* count, int* first);
+
 // The region of an image: its ROI clipped to the image, or the whole image.
 // Width and height come out at 0 or below for a ROI beyond the image.
 void ownRegionRect(const ZanImage* image, OwnRect* rect);

@@ -1,12 +1,13 @@
 // Row routines of the pixelwise frame, written once for every operation.
 //
-// An operation supplies a per-value functor over the sample type T:
-//   T operator()(T a) const            one source
-//   T operator()(T a, T b) const       two sources
+// An operation supplies a per-value functor over the sample type T of the
+// sources and D of the destination (D is T unless the operation names it):
+//   D operator()(T a) const            one source
+//   D operator()(T a, T b) const       two sources
 // and may add a vector kernel for contiguous runs that returns how many
 // values it did; the scalar functor finishes the run from there:
-//   std::size_t run(T* d, const T* a, std::size_t n) const
-//   std::size_t run(T* d, const T* a, const T* b, std::size_t n) const
+//   std::size_t run(D* d, const T* a, std::size_t n) const
+//   std::size_t run(D* d, const T* a, const T* b, std::size_t n) const
 // 1-bit operations supply a functor over whole bytes of bits instead.
 #pragma once
 
@@ -47,13 +48,13 @@ T* rowOf(const Region& region, int plane, int y)
                                 static_cast<std::ptrdiff_t>(y) * region.step);
 }
 
-template <class Op, class T>
-concept UnaryKernel = requires(const Op& op, T* d, const T* a, std::size_t n) {
+template <class Op, class T, class D = T>
+concept UnaryKernel = requires(const Op& op, D* d, const T* a, std::size_t n) {
     { op.run(d, a, n) } -> std::convertible_to<std::size_t>;
 };
 
-template <class Op, class T>
-concept BinaryKernel = requires(const Op& op, T* d, const T* a, const T* b, std::size_t n) {
+template <class Op, class T, class D = T>
+concept BinaryKernel = requires(const Op& op, D* d, const T* a, const T* b, std::size_t n) {
     { op.run(d, a, b, n) } -> std::convertible_to<std::size_t>;
 };
 
@@ -64,7 +65,7 @@ struct Sources {
 };
 
 template <class T, int N, class Op>
-inline T applyAt(const Op& op, const Sources<T, N>& s, std::ptrdiff_t i)
+inline auto applyAt(const Op& op, const Sources<T, N>& s, std::ptrdiff_t i)
 {
     if constexpr (N == 1)
         return op(s.p[0][i]);
@@ -73,13 +74,13 @@ inline T applyAt(const Op& op, const Sources<T, N>& s, std::ptrdiff_t i)
 }
 
 // A contiguous run: the vector kernel takes what it can, the functor the rest.
-template <class T, int N, class Op>
-inline void contiguousRun(const Op& op, T* d, const Sources<T, N>& s, std::size_t n)
+template <class T, int N, class Op, class D>
+inline void contiguousRun(const Op& op, D* d, const Sources<T, N>& s, std::size_t n)
 {
     std::size_t done = 0;
-    if constexpr (N == 1 && UnaryKernel<Op, T>)
+    if constexpr (N == 1 && UnaryKernel<Op, T, D>)
         done = op.run(d, s.p[0], n);
-    else if constexpr (N == 2 && BinaryKernel<Op, T>)
+    else if constexpr (N == 2 && BinaryKernel<Op, T, D>)
         done = op.run(d, s.p[0], s.p[1], n);
     for (std::size_t i = done; i < n; ++i)
         d[i] = applyAt<T, N>(op, s, static_cast<std::ptrdiff_t>(i));
@@ -103,19 +104,19 @@ PieceImages<N> imagesOf(const OwnPiece& piece)
 }
 
 // Runs op once over the whole data blocks when the piece allows it.
-template <class T, int N, class Op>
+template <class T, int N, class D, class Op>
 bool wholeBlockRun(const OwnPiece& piece, const Op& op)
 {
     const PieceImages<N> images = imagesOf<N>(piece);
     ZanImage* dst = images.dst;
-    if (piece.mask ||
+    if (sizeof(D) != sizeof(T) || piece.mask ||
         !ownWholeBlock(images.src[0], N == 2 ? images.src[N - 1] : dst, N == 2 ? dst : nullptr,
                        piece.plan->anyAlpha))
         return false;
     Sources<T, N> s;
     for (int i = 0; i < N; ++i)
         s.p[i] = reinterpret_cast<const T*>(images.src[i]->imageData);
-    contiguousRun<T, N>(op, reinterpret_cast<T*>(dst->imageData), s,
+    contiguousRun<T, N>(op, reinterpret_cast<D*>(dst->imageData), s,
                         static_cast<std::size_t>(dst->imageSize) / sizeof(T));
     return true;
 }
@@ -156,11 +157,12 @@ PieceRegions<N> regionsOf(const OwnPiece& piece)
 
 // Applies op to the values of the piece's region: whole block, contiguous
 // rows, strided runs or masked pixels, as the images and the plan allow.
-template <class T, int N, class Op>
+// The destination's samples are of type D.
+template <class T, int N, class D = T, class Op>
 void ownPixelRows(const OwnPiece& piece, const Op& op)
 {
     using namespace own_rows;
-    if (wholeBlockRun<T, N>(piece, op))
+    if (wholeBlockRun<T, N, D>(piece, op))
         return;
     const OwnChannelPlan& plan = *piece.plan;
     const auto [src, out, mask, width, height] = regionsOf<N>(piece);
@@ -179,7 +181,7 @@ void ownPixelRows(const OwnPiece& piece, const Op& op)
                 Sources<T, N> s;
                 for (int i = 0; i < N; ++i)
                     s.p[i] = rowOf<T>(src[i], plane, y);
-                contiguousRun<T, N>(op, rowOf<T>(out, plane, y), s, run);
+                contiguousRun<T, N>(op, rowOf<D>(out, plane, y), s, run);
             }
         }
         return;
@@ -191,7 +193,7 @@ void ownPixelRows(const OwnPiece& piece, const Op& op)
             Sources<T, N> s;
             for (int i = 0; i < N; ++i)
                 s.p[i] = rowOf<T>(src[i], plane, y);
-            T* d = rowOf<T>(out, plane, y);
+            D* d = rowOf<D>(out, plane, y);
             const uint8_t* maskRow =
                 piece.mask ? reinterpret_cast<const uint8_t*>(rowOf<char>(mask, 0, y)) : nullptr;
             for (int x = 0; x < width; ++x) {
@@ -214,7 +216,7 @@ template <int N, class ByteOp>
 void ownBitRows(const OwnPiece& piece, const ByteOp& op)
 {
     using namespace own_rows;
-    if (wholeBlockRun<uint8_t, N>(piece, op))
+    if (wholeBlockRun<uint8_t, N, uint8_t>(piece, op))
         return;
     const auto [src, out, mask, width, height] = regionsOf<N>(piece);
     if (width <= 0 || height <= 0)

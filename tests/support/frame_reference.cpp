@@ -10,39 +10,6 @@
 namespace zt {
 namespace {
 
-// One image of a case: plain, or tiled with a plain twin holding its pixels.
-struct Participant {
-    Image plain;
-    std::unique_ptr<TiledImage> tiled;
-    ZanImage* header() const { return tiled ? tiled->header() : plain.get(); }
-    ZanImage* content() const { return tiled ? tiled->plain() : plain.get(); }
-};
-
-struct Rect {
-    int x, y, width, height;
-};
-
-Rect regionOf(const ZanImage* image)
-{
-    if (!image->roi)
-        return {0, 0, image->width, image->height};
-    const ZanROI* r = image->roi;
-    return {r->xOffset, r->yOffset, std::min(r->width, image->width - r->xOffset),
-            std::min(r->height, image->height - r->yOffset)};
-}
-
-int channelCount(const ZanImage* image)
-{
-    if (image->roi && image->roi->coi > 0)
-        return 1;
-    return image->nChannels - (image->alphaChannel ? 1 : 0);
-}
-
-int firstChannel(const ZanImage* image)
-{
-    return image->roi && image->roi->coi > 0 ? image->roi->coi - 1 : 0;
-}
-
 int sampleBits(const ZanImage* image) { return static_cast<int>(image->depth & ZAN_DEPTH_MASK); }
 
 // Sample number index of the data block, padding included.

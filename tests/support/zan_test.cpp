@@ -1,5 +1,7 @@
 #include "zan_test.h"
 
+#include <algorithm>
+
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
@@ -174,6 +176,27 @@ void setSampleAt(ZanImage* image, int x, int y, int channel, double value)
     int bit;
     const std::ptrdiff_t offset = byteOffset(image, x, y, channel, &bit);
     storeSample(image->depth, image->imageData + offset, bit, value);
+}
+
+Rect regionOf(const ZanImage* image)
+{
+    if (!image->roi)
+        return {0, 0, image->width, image->height};
+    const ZanROI* r = image->roi;
+    return {r->xOffset, r->yOffset, std::min(r->width, image->width - r->xOffset),
+            std::min(r->height, image->height - r->yOffset)};
+}
+
+int channelCount(const ZanImage* image)
+{
+    if (image->roi && image->roi->coi > 0)
+        return 1;
+    return image->nChannels - (image->alphaChannel ? 1 : 0);
+}
+
+int firstChannel(const ZanImage* image)
+{
+    return image->roi && image->roi->coi > 0 ? image->roi->coi - 1 : 0;
 }
 
 bool bitAt(const ZanImage* image, int x, int y) { return sampleAt(image, x, y, 0) != 0; }

@@ -144,6 +144,23 @@ private:
     int opens_ = 0;
 };
 
+// One image of a test: plain, or tiled with a plain twin holding its pixels.
+struct Participant {
+    Image plain;
+    std::unique_ptr<TiledImage> tiled;
+    ZanImage* header() const { return tiled ? tiled->header() : plain.get(); }
+    ZanImage* content() const { return tiled ? tiled->plain() : plain.get(); }
+};
+
+// An image's region: its ROI clipped to the image, or the whole image.
+struct Rect {
+    int x, y, width, height;
+};
+Rect regionOf(const ZanImage* image);
+// Channels an operation processes (1 with a COI, else all but alpha) and the first.
+int channelCount(const ZanImage* image);
+int firstChannel(const ZanImage* image);
+
 // All valid depths, and the integer ones.
 extern const uint32_t kAllDepths[7];
 const char* depthName(uint32_t depth);
