@@ -567,6 +567,34 @@ TEST(DepthScaleFP, HalvesRoundToEven)
         }
 }
 
+// Runs of every length from every start offset: the packed float to 8U
+// kernel and the scalar finish give the same values.
+TEST(DepthScaleFP, RunsOfEveryLengthAndOffset)
+{
+    std::mt19937 rng(71);
+    std::uniform_int_distribution<int> quarter(-8, 4 * 257);
+    Image src = zt::makeImage(Shape{ZAN_DEPTH_32F, 1, 102, 1});
+    for (int x = 0; x < 102; ++x)
+        zt::setSampleAt(src.get(), x, 0, 0, quarter(rng) / 4.0);
+    Image dst = zt::makeImage(Shape{ZAN_DEPTH_8U, 1, 102, 1});
+    RecordingReporter recorder;
+    for (int length = 1; length <= 70; ++length)
+        for (int offset = 0; offset < 32; ++offset) {
+            zt::setRoi(src.get(), 0, offset, 0, length, 1);
+            zt::setRoi(dst.get(), 0, 31 - offset, 0, length, 1);
+            std::memset(dst->imageData, 7, dst->imageSize);
+            ct::underRounding(FE_UPWARD, [&] { zanScaleFP(src.get(), dst.get(), 0, 255); });
+            for (int x = 0; x < 102; ++x) {
+                const int i = x - (31 - offset);
+                const double want = i >= 0 && i < length
+                                        ? floatToRange(ZAN_DEPTH_8U, 0, 255, float(zt::sampleAt(src.get(), offset + i, 0, 0)))
+                                        : 7;
+                ASSERT_EQ(zt::sampleAt(dst.get(), x, 0, 0), want) << "length " << length << " offset " << offset << " x " << x;
+            }
+        }
+    EXPECT_TRUE(recorder.reports().empty());
+}
+
 TEST(DepthScaleFP, IntegerToFloatAndTheTwoTables)
 {
     std::mt19937 rng(15);
