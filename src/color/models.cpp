@@ -238,12 +238,26 @@ void modelWalk(OwnSite site, const ZanImage* src, ZanImage* dst, ModelRows rows)
     }
 }
 
+// Rows of three packed samples a pixel on both sides, the destination's in
+// order and the source's in order or swapped: the shape of the packed
+// kernels.
+template <class T>
+bool packedRows(const OwnView& src, const Triple& in, const OwnView& dst, const Triple& out)
+{
+    const auto packed = static_cast<std::ptrdiff_t>(3 * sizeof(T));
+    return src.pixelStep == packed && dst.pixelStep == packed && src.channelStep == sizeof(T) &&
+           dst.channelStep == sizeof(T) && in.index[1] == 1 && out.index[0] == 0 && out.index[2] == 2;
+}
+
 // Three samples of each pixel through fn, read from the source's channels
-// in and written to the destination's channels out.
+// in and written to the destination's channels out. A functor's packed
+// kernel takes what it can of rows of packed pixels; fn finishes them.
 template <class T, class Fn>
 void convertRows(const OwnView& src, const Triple& in, const OwnView& dst, const Triple& out, int width,
                  int height, const Fn& fn)
 {
+    constexpr bool kernel = requires(const T* s, T* d) { fn.run(s, d, 0, false); };
+    const bool packed = kernel && packedRows<T>(src, in, dst, out);
     for (int y = 0; y < height; ++y) {
         const T* from[3];
         T* to[3];
@@ -251,7 +265,12 @@ void convertRows(const OwnView& src, const Triple& in, const OwnView& dst, const
             from[k] = ownRowAt<const T>(src, y, in.index[k]);
             to[k] = ownRowAt<T>(dst, y, out.index[k]);
         }
-        for (int x = 0; x < width; ++x) {
+        int x = 0;
+        if constexpr (kernel) {
+            if (packed)
+                x = static_cast<int>(fn.run(ownRowAt<const T>(src, y, 0), ownRowAt<T>(dst, y, 0), width, in.index[0] == 2));
+        }
+        for (; x < width; ++x) {
             T a[3];
             T b[3];
             for (int k = 0; k < 3; ++k)

@@ -6,6 +6,8 @@
 
 #include "own_color.h"
 
+#include "../arith/own_simd.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -100,6 +102,74 @@ struct OwnYuvPlanesToRgb {
     }
 };
 
+#if OWN_HAVE_SSE2
+// Eight pixels of three 8-bit samples as three vectors of 16-bit lanes, one
+// per channel. Masking the three words of 24 bytes by lane position mod 3
+// gathers each channel, with lanes in the order 0 3 6 1 4 7 2 5 once the
+// second and third are rotated by one and two lanes; the arithmetic is the
+// same in every lane, and ownStoreRgb8 undoes the order.
+struct OwnRgb8 {
+    __m128i c[3];
+};
+
+inline __m128i ownLaneMask(int phase)
+{
+    const short on = -1;
+    switch (phase) {
+    case 0: return _mm_setr_epi16(on, 0, 0, on, 0, 0, on, 0);
+    case 1: return _mm_setr_epi16(0, on, 0, 0, on, 0, 0, on);
+    default: return _mm_setr_epi16(0, 0, on, 0, 0, on, 0, 0);
+    }
+}
+
+// Lane i takes lane i + n (left) or lane i - n (right), around the end.
+template <int N>
+inline __m128i ownRotateLanesLeft(__m128i v)
+{
+    return _mm_or_si128(_mm_srli_si128(v, 2 * N), _mm_slli_si128(v, 16 - 2 * N));
+}
+
+template <int N>
+inline __m128i ownRotateLanesRight(__m128i v)
+{
+    return _mm_or_si128(_mm_slli_si128(v, 2 * N), _mm_srli_si128(v, 16 - 2 * N));
+}
+
+inline OwnRgb8 ownLoadRgb8(const Own8u* p)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i a = ownLoad(p);
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 16));
+    const __m128i w[3] = {_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), _mm_unpacklo_epi8(b, zero)};
+    const __m128i m[3] = {ownLaneMask(0), ownLaneMask(1), ownLaneMask(2)};
+    auto gather = [&](int k) {
+        return _mm_or_si128(_mm_or_si128(_mm_and_si128(w[0], m[k % 3]), _mm_and_si128(w[1], m[(k + 1) % 3])),
+                            _mm_and_si128(w[2], m[(k + 2) % 3]));
+    };
+    return OwnRgb8{{gather(0), ownRotateLanesLeft<1>(gather(1)), ownRotateLanesLeft<2>(gather(2))}};
+}
+
+inline void ownStoreRgb8(Own8u* p, const OwnRgb8& v)
+{
+    const __m128i c[3] = {v.c[0], ownRotateLanesRight<1>(v.c[1]), ownRotateLanesRight<2>(v.c[2])};
+    const __m128i m[3] = {ownLaneMask(0), ownLaneMask(1), ownLaneMask(2)};
+    __m128i w[3];
+    for (int k = 0; k < 3; ++k)
+        w[k] = _mm_or_si128(_mm_or_si128(_mm_and_si128(c[0], m[k]), _mm_and_si128(c[1], m[(k + 1) % 3])),
+                            _mm_and_si128(c[2], m[(k + 2) % 3]));
+    ownStore(p, _mm_packus_epi16(w[0], w[1]));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 16), _mm_packus_epi16(w[2], w[2]));
+}
+
+// a * ka + b * kb in 32 bits, then shifted right by 14, for 16-bit lanes.
+inline __m128i ownMulAdd14(__m128i a, __m128i b, __m128i k)
+{
+    const __m128i lo = _mm_srai_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), k), 14);
+    const __m128i hi = _mm_srai_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(a, b), k), 14);
+    return _mm_packs_epi32(lo, hi);
+}
+#endif
+
 // ---------------------------------------------------------------------------
 // YCrCb: the second channel is the blue difference, the third the red one.
 
@@ -132,6 +202,37 @@ struct OwnRgbToYCrCb {
             out[2] = static_cast<T>(((r - y) * 11686 + 2097152) >> 14);
         }
     }
+
+#if OWN_HAVE_SSE2
+    // Eight packed 8U pixels a step; swapped when the source holds B first.
+    // The constants 8192 and 2097152 enter as 1 * 8192 and 128 * 16384.
+    std::size_t run(const Own8u* src, Own8u* dst, int n, bool swapped) const
+    {
+        const __m128i kRg = _mm_setr_epi16(4898, 9617, 4898, 9617, 4898, 9617, 4898, 9617);
+        const __m128i kB = _mm_setr_epi16(1867, 8192, 1867, 8192, 1867, 8192, 1867, 8192);
+        const __m128i kCb = _mm_setr_epi16(9246, 16384, 9246, 16384, 9246, 16384, 9246, 16384);
+        const __m128i kCr = _mm_setr_epi16(11686, 16384, 11686, 16384, 11686, 16384, 11686, 16384);
+        const __m128i one = _mm_set1_epi16(1);
+        const __m128i half = _mm_set1_epi16(128);
+        int i = 0;
+        for (; i + 8 <= n; i += 8) {
+            const OwnRgb8 in = ownLoadRgb8(src + 3 * i);
+            const __m128i r = in.c[swapped ? 2 : 0];
+            const __m128i g = in.c[1];
+            const __m128i b = in.c[swapped ? 0 : 2];
+            // Y: the (R, G) pairs and the (B, 1) pairs, each through madd.
+            const __m128i rg = _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(r, g), kRg),
+                                             _mm_madd_epi16(_mm_unpacklo_epi16(b, one), kB));
+            const __m128i rgHi = _mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(r, g), kRg),
+                                               _mm_madd_epi16(_mm_unpackhi_epi16(b, one), kB));
+            const __m128i y = _mm_packs_epi32(_mm_srai_epi32(rg, 14), _mm_srai_epi32(rgHi, 14));
+            const OwnRgb8 out{{y, ownMulAdd14(_mm_sub_epi16(b, y), half, kCb),
+                               ownMulAdd14(_mm_sub_epi16(r, y), half, kCr)}};
+            ownStoreRgb8(dst + 3 * i, out);
+        }
+        return static_cast<std::size_t>(i);
+    }
+#endif
 };
 
 struct OwnYCrCbToRgb {

@@ -4,6 +4,8 @@
 #include "color_util.h"
 #include "model_reference.h"
 
+#include "color/own_models.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -126,6 +128,43 @@ TEST(ColorModels, EachConversionMatchesItsFormulasAtEveryDepth)
             EXPECT_EQ(ct::text4(dst->channelSeq), c.dstModel);
         }
     }
+}
+
+// The packed 8U YCrCb rows give what the per-pixel form gives, for runs of
+// every length from every start offset, and write nothing beyond the run.
+TEST(ColorModels, PackedYCrCbRowsEqualThePixelForm)
+{
+#if OWN_HAVE_SSE2
+    std::mt19937 rng(13);
+    std::vector<uint8_t> in(3 * (70 + 32)), out(3 * (70 + 32) + 8), want(out.size());
+    const OwnRgbToYCrCb convert;
+    for (bool swapped : {false, true})
+        for (int length = 0; length <= 70; ++length)
+            for (int offset = 0; offset < 32; ++offset) {
+                for (uint8_t& v : in)
+                    v = static_cast<uint8_t>(rng());
+                std::fill(out.begin(), out.end(), 0xEE);
+                want = out;
+                const uint8_t* s = in.data() + offset;
+                uint8_t* d = out.data() + (31 - offset);
+                const int done = static_cast<int>(convert.run(s, d, length, swapped));
+                ASSERT_LE(done, length);
+                ASSERT_GT(done, length - 8);
+                for (int x = 0; x < length; ++x) {
+                    const uint8_t a[3] = {s[3 * x + (swapped ? 2 : 0)], s[3 * x + 1], s[3 * x + (swapped ? 0 : 2)]};
+                    uint8_t b[3];
+                    convert(a, b);
+                    for (int c = 0; c < 3; ++c) {
+                        want[(31 - offset) + 3 * x + c] = b[c];
+                        if (x >= done)
+                            d[3 * x + c] = b[c];
+                    }
+                }
+                ASSERT_EQ(out, want) << "length " << length << " offset " << offset << " swapped " << swapped;
+            }
+#else
+    GTEST_SKIP() << "no packed kernel on this target";
+#endif
 }
 
 // The 32F conversions follow the caller's rounding mode, and leave it.
