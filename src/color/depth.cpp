@@ -10,41 +10,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 #include <type_traits>
 
 namespace {
 
 template <class A, class B>
 constexpr bool kIs = std::is_same_v<A, B>;
-
-struct Test {
-    bool failed;
-    const char* text;
-};
-
-// Reports the first failed test; true when one failed.
-template <std::size_t N>
-bool refused(OwnSite site, const Test (&tests)[N])
-{
-    for (const Test& test : tests) {
-        if (test.failed) {
-            OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, test.text);
-            return true;
-        }
-    }
-    return false;
-}
-
-bool headersRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
-{
-    for (const ZanImage* image : {src, dst}) {
-        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
-            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
-            return true;
-        }
-    }
-    return false;
-}
 
 // Calls f(OwnType<T>{}) for the integer sample types above one bit.
 template <class F>
@@ -215,13 +187,13 @@ bool scalesRefused(OwnSite site, uint32_t depth, int zeroScale, int oneScale)
     for (const Range& range : kRanges) {
         if (range.depth != depth)
             continue;
-        const Test tests[] = {
+        const OwnTest tests[] = {
             {zeroScale > range.high, range.texts[0]},
             {zeroScale < range.low, range.texts[1]},
             {oneScale > range.high, range.texts[2]},
             {oneScale < range.low, range.texts[3]},
         };
-        return refused(site, tests);
+        return ownRefused(site, tests);
     }
     return false;
 }
@@ -243,29 +215,26 @@ Channels channelsOf(const ZanImage* image)
     return Channels{0, image->nChannels - (image->alphaChannel > 0 ? 1 : 0)};
 }
 
-// How a zanScale-like call goes on after its own tests: the area, the
-// channel map, or the end.
-enum class Plan { run, nothing, refused };
-
-Plan planScale(OwnSite site, const ZanImage* src, const ZanImage* dst, OwnPairArea* area,
-               ChannelMap* map)
+// After the header checks of zanScale and zanScaleFP: their tests, the case
+// of nothing to do and the channel counts. Gives the result to return, or
+// nothing when the rows run over area with map.
+template <std::size_t N>
+std::optional<ZanStatus> planScale(OwnSite site, const ZanImage* src, const ZanImage* dst,
+                                   const OwnTest (&tests)[N], OwnPairArea* area, ChannelMap* map)
 {
-    OwnRect s;
-    OwnRect d;
-    ownRegionRect(src, &s);
-    ownRegionRect(dst, &d);
-    *area = OwnPairArea{s.x, s.y, d.x, d.y, std::min(s.width, d.width), std::min(s.height, d.height),
-                        false};
+    if (ownRefused(site, tests))
+        return ZAN_STATUS_BAD_ARGUMENT;
+    *area = ownRegionArea(src, dst);
     const Channels from = channelsOf(src);
     const Channels to = channelsOf(dst);
     if (area->width < 1 || area->height < 1 || from.count == 0 || to.count == 0)
-        return Plan::nothing;
+        return ZAN_STATUS_OK;
     if (from.count != to.count) {
         OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, "(srcChannels != dstChannels)");
-        return Plan::refused;
+        return ZAN_STATUS_BAD_ARGUMENT;
     }
     *map = ChannelMap{from.first, to.first, from.count};
-    return Plan::run;
+    return std::nullopt;
 }
 
 const char* const kScaleOrderText = "((srcImage->dataOrder != dstImage->dataOrder)&& ((srcImage->nChannels != 1)&&(dstImage->nChannels != 1)))";
@@ -484,32 +453,32 @@ extern "C" {
 ZAN_API void zanConvert(const ZanImage* srcImage, ZanImage* dstImage)
 {
     const OwnSite site{"zanConvert", "zancvrt"};
-    if (headersRefused(site, srcImage, dstImage) || srcImage == dstImage)
+    if (ownHeadersRefused(site, srcImage, dstImage) || srcImage == dstImage)
         return;
-    const Test sizeTests[] = {
+    const OwnTest sizeTests[] = {
         {srcImage->depth == ZAN_DEPTH_32F, "(srcImage->depth == 32)"},
         {dstImage->depth == ZAN_DEPTH_32F, "(dstImage->depth == 32)"},
         {srcImage->height != dstImage->height, "(srcImage->height != dstImage->height)"},
         {srcImage->width != dstImage->width, "(srcImage->width != dstImage->width)"},
     };
-    if (refused(site, sizeTests))
+    if (ownRefused(site, sizeTests))
         return;
     if (dstImage->depth == ZAN_DEPTH_1U && srcImage->depth != ZAN_DEPTH_1U) {
         const bool several = srcImage->nChannels > 1;
-        const Test coiTests[] = {
+        const OwnTest coiTests[] = {
             {several && !srcImage->roi, "(srcImage->roi == 0)"},
             {several && srcImage->roi && srcImage->roi->coi == 0, "(srcImage->roi->coi == 0)"},
         };
-        if (!refused(site, coiTests))
+        if (!ownRefused(site, coiTests))
             convertToBits(site, srcImage, dstImage);
         return;
     }
-    const Test channelTests[] = {
+    const OwnTest channelTests[] = {
         {srcImage->nChannels != dstImage->nChannels, "srcImage->nChannels != dstImage->nChannels"},
         {srcImage->depth == ZAN_DEPTH_1U && srcImage->depth != dstImage->depth,
          "((srcImage->depth == 1) && (srcImage->depth != dstImage->depth))"},
     };
-    if (refused(site, channelTests))
+    if (ownRefused(site, channelTests))
         return;
     if (srcImage->depth == ZAN_DEPTH_1U) {
         ownPairWalk(site, srcImage, dstImage, wholeArea(srcImage, dstImage), true,
@@ -522,9 +491,9 @@ ZAN_API void zanConvert(const ZanImage* srcImage, ZanImage* dstImage)
 ZAN_API void zanBitonalToGray(const ZanImage* srcImage, ZanImage* dstImage, int ZeroScale, int OneScale)
 {
     const OwnSite site{"zanBitonalToGray", "zanbitnl"};
-    if (headersRefused(site, srcImage, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage))
         return;
-    const Test tests[] = {
+    const OwnTest tests[] = {
         {srcImage->height != dstImage->height, "(srcImage->height != dstImage->height)"},
         {srcImage->width != dstImage->width, "(srcImage->width != dstImage->width)"},
         {srcImage->nChannels != 1, "(srcImage->nChannels != 1)"},
@@ -532,7 +501,7 @@ ZAN_API void zanBitonalToGray(const ZanImage* srcImage, ZanImage* dstImage, int 
         {dstImage->depth == ZAN_DEPTH_32F, "(dstImage->depth == 32)"},
         {dstImage->depth == ZAN_DEPTH_1U, "(dstImage->depth == 1)"},
     };
-    if (refused(site, tests) || scalesRefused(site, dstImage->depth, ZeroScale, OneScale))
+    if (ownRefused(site, tests) || scalesRefused(site, dstImage->depth, ZeroScale, OneScale))
         return;
     const int channels = dstImage->nChannels - (dstImage->alphaChannel > 0 ? 1 : 0);
     withIntegerType(dstImage->depth, [&](auto type) {
@@ -549,9 +518,9 @@ ZAN_API void zanBitonalToGray(const ZanImage* srcImage, ZanImage* dstImage, int 
 ZAN_API ZanStatus zanScale(const ZanImage* srcImage, ZanImage* dstImage)
 {
     const OwnSite site{"zanScale", "zanscale"};
-    if (headersRefused(site, srcImage, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage))
         return ZAN_STATUS_BAD_ARGUMENT;
-    const Test tests[] = {
+    const OwnTest tests[] = {
         {srcImage->depth == dstImage->depth, "(srcImage->depth == dstImage->depth)"},
         {srcImage->depth == ZAN_DEPTH_1U, "(srcImage->depth == 1)"},
         {srcImage->depth == ZAN_DEPTH_32F, "(srcImage->depth == 32)"},
@@ -560,13 +529,10 @@ ZAN_API ZanStatus zanScale(const ZanImage* srcImage, ZanImage* dstImage)
         {layoutsDiffer(srcImage, dstImage), kScaleOrderText},
         {srcImage->origin != dstImage->origin, kScaleOriginText},
     };
-    if (refused(site, tests))
-        return ZAN_STATUS_BAD_ARGUMENT;
     OwnPairArea area;
     ChannelMap map;
-    const Plan plan = planScale(site, srcImage, dstImage, &area, &map);
-    if (plan != Plan::run)
-        return plan == Plan::refused ? ZAN_STATUS_BAD_ARGUMENT : ZAN_STATUS_OK;
+    if (const std::optional<ZanStatus> result = planScale(site, srcImage, dstImage, tests, &area, &map))
+        return *result;
     ZanStatus status = ZAN_STATUS_OK;
     withIntegerType(srcImage->depth, [&](auto sourceType) {
         withIntegerType(dstImage->depth, [&](auto targetType) {
@@ -588,11 +554,11 @@ ZAN_API ZanStatus zanScale(const ZanImage* srcImage, ZanImage* dstImage)
 ZAN_API ZanStatus zanScaleFP(const ZanImage* srcImage, ZanImage* dstImage, float minVal, float maxVal)
 {
     const OwnSite site{"zanScaleFP", "zansclfp"};
-    if (headersRefused(site, srcImage, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage))
         return ZAN_STATUS_BAD_ARGUMENT;
     const bool fromFloat = srcImage->depth == ZAN_DEPTH_32F;
     const bool toFloat = dstImage->depth == ZAN_DEPTH_32F;
-    const Test tests[] = {
+    const OwnTest tests[] = {
         {!fromFloat && !toFloat, "((srcImage->depth != 32)&& (dstImage->depth != 32))"},
         {fromFloat && toFloat, "((srcImage->depth == 32)&& (dstImage->depth == 32))"},
         {srcImage->depth == ZAN_DEPTH_1U || dstImage->depth == ZAN_DEPTH_1U,
@@ -601,13 +567,10 @@ ZAN_API ZanStatus zanScaleFP(const ZanImage* srcImage, ZanImage* dstImage, float
         {srcImage->origin != dstImage->origin, kScaleOriginText},
         {maxVal - minVal <= 0.0f, "((maxVal - minVal) <= 0.0f)"},
     };
-    if (refused(site, tests))
-        return ZAN_STATUS_BAD_ARGUMENT;
     OwnPairArea area;
     ChannelMap map;
-    const Plan plan = planScale(site, srcImage, dstImage, &area, &map);
-    if (plan != Plan::run)
-        return plan == Plan::refused ? ZAN_STATUS_BAD_ARGUMENT : ZAN_STATUS_OK;
+    if (const std::optional<ZanStatus> result = planScale(site, srcImage, dstImage, tests, &area, &map))
+        return *result;
     return fromFloat ? scaleFromFloat(site, srcImage, dstImage, area, map, minVal, maxVal)
                      : scaleToFloat(site, srcImage, dstImage, area, map, minVal, maxVal);
 }

@@ -73,17 +73,6 @@ void reportFormatted(OwnSite site, const char* format, Args... args)
 
 bool startsWith(const char (&field)[4], const char* letters) { return std::memcmp(field, letters, 3) == 0; }
 
-bool headersRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
-{
-    for (const ZanImage* image : {src, dst}) {
-        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
-            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
-            return true;
-        }
-    }
-    return false;
-}
-
 bool rgbRefused(OwnSite site, const ZanImage* image)
 {
     if (!startsWith(image->colorModel, "RGB")) {
@@ -270,15 +259,7 @@ void convertRows(const OwnView& src, const Triple& in, const OwnView& dst, const
             if (packed)
                 x = static_cast<int>(fn.run(ownRowAt<const T>(src, y, 0), ownRowAt<T>(dst, y, 0), width, in.index[0] == 2));
         }
-        for (; x < width; ++x) {
-            T a[3];
-            T b[3];
-            for (int k = 0; k < 3; ++k)
-                a[k] = *ownPixelAt(from[k], src, x);
-            fn(a, b);
-            for (int k = 0; k < 3; ++k)
-                *ownPixelAt(to[k], dst, x) = b[k];
-        }
+        ownTripleRow(from, src, to, dst, x, width, fn, [](int) { return false; });
     }
 }
 
@@ -321,7 +302,7 @@ template <unsigned Depths, class Fn>
 void toModel(const Conversion& c, const ZanImage* src, ZanImage* dst, const Fn& fn)
 {
     const OwnSite site{c.function, kCheckUnit};
-    if (headersRefused(site, src, dst) || rgbRefused(site, src) || roiRefused(site, src, dst))
+    if (ownHeadersRefused(site, src, dst) || rgbRefused(site, src) || roiRefused(site, src, dst))
         return;
     if (!shapeFits(src, dst)) {
         OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, kShapeText);
@@ -336,7 +317,7 @@ template <unsigned Depths, class Fn>
 void fromModel(const Conversion& c, const ZanImage* src, ZanImage* dst, const Fn& fn)
 {
     const OwnSite site{c.function, kCheckUnit};
-    if (headersRefused(site, src, dst) || rgbRefused(site, dst) || modelRefused(site, src, c.model) ||
+    if (ownHeadersRefused(site, src, dst) || rgbRefused(site, dst) || modelRefused(site, src, c.model) ||
         roiRefused(site, src, dst))
         return;
     if (!shapeFits(src, dst)) {
@@ -594,7 +575,7 @@ ZAN_API void zanRGB2YUV(const ZanImage* srcImage, ZanImage* dstImage)
     const Conversion c{"zanRGB2YUV", "ownRGB2YUV", "ownyuv", "YUV", kDepthsAll};
     const OwnSite site{c.function, kCheckUnit};
     bool planes = false;
-    if (headersRefused(site, srcImage, dstImage) || rgbRefused(site, srcImage) ||
+    if (ownHeadersRefused(site, srcImage, dstImage) || rgbRefused(site, srcImage) ||
         yuvRefused(site, srcImage, dstImage, yuvPlanesFit(srcImage, dstImage), &planes))
         return;
     writeModelName(dstImage, c.model);
@@ -610,7 +591,7 @@ ZAN_API void zanYUV2RGB(const ZanImage* srcImage, ZanImage* dstImage)
     const Conversion c{"zanYUV2RGB", "ownYUV2RGB", "ownyuv", "YUV", kDepthsAll};
     const OwnSite site{c.function, kCheckUnit};
     bool planes = false;
-    if (headersRefused(site, srcImage, dstImage) || modelRefused(site, srcImage, c.model) ||
+    if (ownHeadersRefused(site, srcImage, dstImage) || modelRefused(site, srcImage, c.model) ||
         yuvRefused(site, srcImage, dstImage, yuvPlanesFit(dstImage, srcImage), &planes))
         return;
     const Triple out = rgbChannels(dstImage);
@@ -623,7 +604,7 @@ ZAN_API void zanYUV2RGB(const ZanImage* srcImage, ZanImage* dstImage)
 ZAN_API void zanColorToGray(const ZanImage* srcImage, ZanImage* dstImage)
 {
     const OwnSite site{"zanColorToGray", kCheckUnit};
-    if (headersRefused(site, srcImage, dstImage) || rgbRefused(site, srcImage) || grayRefused(site, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage) || rgbRefused(site, srcImage) || grayRefused(site, dstImage))
         return;
     if (dstImage->dataOrder == ZAN_DATA_ORDER_PIXEL && dstImage->nChannels != 1) {
         OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, "(dst-> dataOrder == ZAN_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)");
@@ -649,7 +630,7 @@ ZAN_API void zanGrayToColor(const ZanImage* srcImage, ZanImage* dstImage, float 
                             float weightB)
 {
     const OwnSite site{"zanGrayToColor", kCheckUnit};
-    if (headersRefused(site, srcImage, dstImage) || rgbRefused(site, dstImage) || grayRefused(site, srcImage))
+    if (ownHeadersRefused(site, srcImage, dstImage) || rgbRefused(site, dstImage) || grayRefused(site, srcImage))
         return;
     const bool sameDepth = srcImage->depth == dstImage->depth;
     const struct {

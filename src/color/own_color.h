@@ -78,6 +78,49 @@ using OwnPairRoutine =
 bool ownPairWalk(OwnSite site, const ZanImage* src, ZanImage* dst, const OwnPairArea& area,
                  bool stopOnStatus, OwnPairRoutine routine);
 
+// One test of an operation's checks and the text it reports.
+struct OwnTest {
+    bool failed;
+    const char* text;
+};
+
+// Reports the first failed test with status -5; true when one failed.
+bool ownFirstRefusal(OwnSite site, const OwnTest* tests, std::size_t count);
+
+template <std::size_t N>
+bool ownRefused(OwnSite site, const OwnTest (&tests)[N])
+{
+    return ownFirstRefusal(site, tests, N);
+}
+
+// zanCheckImageHeader on the source, then the destination; a failure is
+// reported with the thread's status and "Incorrect Image".
+bool ownHeadersRefused(OwnSite site, const ZanImage* src, const ZanImage* dst);
+
+// The regions of the two images (each ROI clipped, or the whole image),
+// walked together from their own corners over the smaller width and the
+// smaller height, which may come out below 1.
+OwnPairArea ownRegionArea(const ZanImage* src, const ZanImage* dst);
+
+// Three samples of each pixel of a row from start to width through fn, all
+// read before any is written, except where skip(x) holds.
+template <class T, class Fn, class Skip>
+void ownTripleRow(const T* const (&in)[3], const OwnView& src, T* const (&out)[3], const OwnView& dst,
+                  int start, int width, const Fn& fn, const Skip& skip)
+{
+    for (int x = start; x < width; ++x) {
+        if (skip(x))
+            continue;
+        T a[3];
+        T b[3];
+        for (int k = 0; k < 3; ++k)
+            a[k] = *ownPixelAt(in[k], src, x);
+        fn(a, b);
+        for (int k = 0; k < 3; ++k)
+            *ownPixelAt(out[k], dst, x) = b[k];
+    }
+}
+
 // Holds the rounding mode of the calling thread at to-nearest for its
 // lifetime, and gives the caller's mode back after.
 class OwnRoundNearest {

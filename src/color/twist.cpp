@@ -19,25 +19,9 @@ constexpr const char* kTwistUnit = "zantwist";
 
 // The checks that both operations make on the channels of each image, in
 // their order: source first, then destination.
-struct ChannelTest {
-    bool failed;
-    const char* text;
-};
-
-bool failFirst(OwnSite site, const ChannelTest* tests, int count)
-{
-    for (int i = 0; i < count; ++i) {
-        if (tests[i].failed) {
-            OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, tests[i].text);
-            return true;
-        }
-    }
-    return false;
-}
-
 bool channelsRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
 {
-    const ChannelTest tests[] = {
+    const OwnTest tests[] = {
         {src->nChannels < 3, "(srcImage->nChannels < 3)"},
         {src->alphaChannel != 0 && src->nChannels < 4,
          "((srcImage->alphaChannel != 0) && (srcImage->nChannels < 4))"},
@@ -49,31 +33,7 @@ bool channelsRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
         {dst->alphaChannel != 0 && dst->alphaChannel < dst->nChannels,
          "((dstImage->alphaChannel != 0) && (dstImage->alphaChannel < dstImage->nChannels))"},
     };
-    return failFirst(site, tests, 6);
-}
-
-bool headersRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
-{
-    for (const ZanImage* image : {src, dst}) {
-        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
-            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
-            return true;
-        }
-    }
-    return false;
-}
-
-// The common region of the two images: each starts at its own region's
-// corner; the size is the smaller of the two. False when it is empty.
-bool commonRegion(const ZanImage* src, const ZanImage* dst, OwnPairArea* area)
-{
-    OwnRect s;
-    OwnRect d;
-    ownRegionRect(src, &s);
-    ownRegionRect(dst, &d);
-    *area = OwnPairArea{s.x, s.y, d.x, d.y, std::min(s.width, d.width), std::min(s.height, d.height),
-                        false};
-    return area->width >= 1 && area->height >= 1;
+    return ownRefused(site, tests);
 }
 
 // The matrix of an integer twist applied to one pixel: the exact sum of a
@@ -135,17 +95,8 @@ void twistPiece(const OwnView& src, const OwnView& dst, int x0, int y0, int widt
             out[c] = ownRowAt<T>(dst, y, c);
         }
         const uint8_t* maskRow = mask ? mask->row + static_cast<std::ptrdiff_t>(y0 + y) * mask->step : nullptr;
-        for (int x = 0; x < width; ++x) {
-            if (maskRow && !ownGetBit(maskRow, mask->bit + x0 + x))
-                continue;
-            T pixel[3];
-            T result[3];
-            for (int c = 0; c < 3; ++c)
-                pixel[c] = *ownPixelAt(in[c], src, x);
-            twist(pixel, result);
-            for (int c = 0; c < 3; ++c)
-                *ownPixelAt(out[c], dst, x) = result[c];
-        }
+        ownTripleRow(in, src, out, dst, 0, width, twist,
+                     [&](int x) { return maskRow && !ownGetBit(maskRow, mask->bit + x0 + x); });
     }
 }
 
@@ -246,13 +197,13 @@ ZAN_API ZanColorTwist* zanCreateColorTwist(const int32_t* data, int scalingValue
 ZAN_API int zanSetColorTwist(ZanColorTwist* cTwist, const int32_t* data, int scalingValue)
 {
     const OwnSite site{"zanSetColorTwist", kTwistUnit};
-    const ChannelTest tests[] = {
+    const OwnTest tests[] = {
         {cTwist == nullptr, "cTwist==0"},
         {data == nullptr, "(data == 0)"},
         {scalingValue < 0, "(scalingValue < 0)"},
         {scalingValue > 31, "(scalingValue > 31)"},
     };
-    for (const ChannelTest& test : tests) {
+    for (const OwnTest& test : tests) {
         if (test.failed)
             return OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, test.text);
     }
@@ -267,7 +218,7 @@ ZAN_API void zanApplyColorTwist(const ZanImage* srcImage, ZanImage* dstImage,
                                 const ZanColorTwist* cTwist, int offset)
 {
     const OwnSite site{"zanApplyColorTwist", kTwistUnit};
-    if (headersRefused(site, srcImage, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage))
         return;
     if (!cTwist) {
         OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, "cTwist==0");
@@ -277,7 +228,7 @@ ZAN_API void zanApplyColorTwist(const ZanImage* srcImage, ZanImage* dstImage,
         return;
     const ZanImage* srcMask = srcImage->maskROI;
     const ZanImage* dstMask = dstImage->maskROI;
-    const ChannelTest tests[] = {
+    const OwnTest tests[] = {
         {srcImage->depth != dstImage->depth, "(srcImage->depth != dstImage->depth)"},
         {srcImage->depth != ZAN_DEPTH_8U && srcImage->depth != ZAN_DEPTH_16U,
          "((srcImage->depth != 8) && (srcImage->depth != 16))"},
@@ -286,11 +237,11 @@ ZAN_API void zanApplyColorTwist(const ZanImage* srcImage, ZanImage* dstImage,
         {srcMask && srcImage->origin != srcMask->origin, "(srcImage->origin != srcImage->maskROI->origin)"},
         {dstMask && dstImage->origin != dstMask->origin, "(dstImage->origin != dstImage->maskROI->origin)"},
     };
-    if (failFirst(site, tests, 6))
+    if (ownRefused(site, tests))
         return;
 
-    OwnPairArea area;
-    if (!commonRegion(srcImage, dstImage, &area))
+    OwnPairArea area = ownRegionArea(srcImage, dstImage);
+    if (area.width < 1 || area.height < 1)
         return;
     TwistMask mask;
     if (!mask.prepare(site, srcMask, dstMask))
@@ -314,20 +265,20 @@ ZAN_API void zanApplyColorTwist(const ZanImage* srcImage, ZanImage* dstImage,
 ZAN_API ZanStatus zanColorTwistFP(const ZanImage* srcImage, ZanImage* dstImage, const float* TwistFP)
 {
     const OwnSite site{"zanColorTwistFP", "zantwstf"};
-    if (headersRefused(site, srcImage, dstImage))
+    if (ownHeadersRefused(site, srcImage, dstImage))
         return ZAN_STATUS_BAD_ARGUMENT;
-    const ChannelTest tests[] = {
+    const OwnTest tests[] = {
         {TwistFP == nullptr, "(TwistFP == 0)"},
         {srcImage->depth != ZAN_DEPTH_32F || dstImage->depth != ZAN_DEPTH_32F,
          "((srcImage->depth != 32)|| (dstImage->depth != 32))"},
         {srcImage->dataOrder != dstImage->dataOrder, "(srcImage->dataOrder != dstImage->dataOrder)"},
         {srcImage->origin != dstImage->origin, "(srcImage->origin != dstImage->origin)"},
     };
-    if (failFirst(site, tests, 4) || channelsRefused(site, srcImage, dstImage))
+    if (ownRefused(site, tests) || channelsRefused(site, srcImage, dstImage))
         return ZAN_STATUS_BAD_ARGUMENT;
 
-    OwnPairArea area;
-    if (!commonRegion(srcImage, dstImage, &area))
+    const OwnPairArea area = ownRegionArea(srcImage, dstImage);
+    if (area.width < 1 || area.height < 1)
         return ZAN_STATUS_OK;
     const FloatTwist twist{TwistFP};
     const bool walked = ownPairWalk(site, srcImage, dstImage, area, false,

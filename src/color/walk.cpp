@@ -96,6 +96,37 @@ OwnView ownBlockView(const ZanImage* image, char* block, int step, int blockHeig
     return view;
 }
 
+bool ownFirstRefusal(OwnSite site, const OwnTest* tests, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        if (tests[i].failed) {
+            OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, tests[i].text);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ownHeadersRefused(OwnSite site, const ZanImage* src, const ZanImage* dst)
+{
+    for (const ZanImage* image : {src, dst}) {
+        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
+            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
+            return true;
+        }
+    }
+    return false;
+}
+
+OwnPairArea ownRegionArea(const ZanImage* src, const ZanImage* dst)
+{
+    OwnRect s;
+    OwnRect d;
+    ownRegionRect(src, &s);
+    ownRegionRect(dst, &d);
+    return OwnPairArea{s.x, s.y, d.x, d.y, std::min(s.width, d.width), std::min(s.height, d.height), false};
+}
+
 bool ownPairWalk(OwnSite site, const ZanImage* src, ZanImage* dst, const OwnPairArea& area,
                  bool stopOnStatus, OwnPairRoutine routine)
 {

@@ -8,7 +8,10 @@
 
 #include <cfenv>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace ct {
 
@@ -62,6 +65,40 @@ inline ::testing::AssertionResult sameSamples(const ZanImage* a, const ZanImage*
                            << "at (" << x << ", " << y << ") channel " << c << ": " << va << " vs " << vb;
             }
     return ::testing::AssertionSuccess();
+}
+
+// An image shared by the calls of a table of refusals.
+inline std::shared_ptr<ZanImage> sharedImage(const zt::Shape& shape, const char* model = nullptr,
+                                             const char* seq = nullptr)
+{
+    zt::Image image = zt::makeImage(shape);
+    if (model)
+        setModel(image.get(), model, seq);
+    return std::shared_ptr<ZanImage>(image.release(), zt::ImageDeleter{});
+}
+
+// A call that must make exactly one report: its status, "function: context"
+// and, when given, its source unit.
+struct Refusal {
+    const char* what;
+    std::function<void()> call;
+    int status;
+    std::string summary;
+    std::string source = {};
+};
+
+inline void expectRefusals(const std::vector<Refusal>& refusals)
+{
+    for (const Refusal& r : refusals) {
+        zt::RecordingReporter recorder;
+        r.call();
+        ASSERT_EQ(recorder.reports().size(), 1u) << r.what;
+        EXPECT_EQ(recorder.reports()[0].status, r.status) << r.what;
+        EXPECT_EQ(recorder.summary()[0], r.summary) << r.what;
+        if (!r.source.empty()) {
+            EXPECT_EQ(recorder.reports()[0].source, r.source) << r.what;
+        }
+    }
 }
 
 } // namespace ct

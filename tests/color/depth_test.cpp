@@ -154,28 +154,9 @@ TEST(DepthConvert, TiledImagesGiveTheUntiledResult)
     }
 }
 
-struct Refusal {
-    const char* what;
-    std::function<void()> call;
-    int status;
-    std::string summary;
-};
+using ct::Refusal;
 
-void expectRefusals(const std::vector<Refusal>& refusals)
-{
-    for (const Refusal& r : refusals) {
-        RecordingReporter recorder;
-        r.call();
-        ASSERT_EQ(recorder.reports().size(), 1u) << r.what;
-        EXPECT_EQ(recorder.reports()[0].status, r.status) << r.what;
-        EXPECT_EQ(recorder.summary()[0], r.summary) << r.what;
-    }
-}
-
-std::shared_ptr<ZanImage> shared(const Shape& shape)
-{
-    return std::shared_ptr<ZanImage>(zt::makeImage(shape).release(), zt::ImageDeleter{});
-}
+std::shared_ptr<ZanImage> shared(const Shape& shape) { return ct::sharedImage(shape); }
 
 TEST(DepthConvert, RefusalsGiveTheirStatusAndText)
 {
@@ -200,7 +181,7 @@ TEST(DepthConvert, RefusalsGiveTheirStatusAndText)
         {"bits to bytes", [&] { zanConvert(bits.get(), one.get()); }, -5,
          "zanConvert: ((srcImage->depth == 1) && (srcImage->depth != dstImage->depth))"},
     };
-    expectRefusals(refusals);
+    ct::expectRefusals(refusals);
     // The same image: nothing is done and nothing reported.
     RecordingReporter recorder;
     zanConvert(u8.get(), u8.get());
@@ -279,7 +260,7 @@ TEST(DepthBitonal, RefusalsGiveTheirStatusAndText)
         refusals.push_back({"one low", [=] { zanBitonalToGray(bits.get(), dst, r.high, r.low - 1); }, -5,
                             head + "OneScale < " + std::to_string(r.low) + "))"});
     }
-    expectRefusals(refusals);
+    ct::expectRefusals(refusals);
     RecordingReporter recorder;
     zanBitonalToGray(bits.get(), s32.get(), INT32_MIN, INT32_MAX);
     EXPECT_TRUE(recorder.reports().empty());
@@ -456,7 +437,7 @@ TEST(DepthScale, RefusalsGiveStatusTextAndResult)
         {"reversed interval", scaleFP(u16, f32, 1, 0), -5, "zanScaleFP: ((maxVal - minVal) <= 0.0f)"},
         {"FP channels", scaleFP(f32, u16two, 0, 1), -5, "zanScaleFP: (srcChannels != dstChannels)"},
     };
-    expectRefusals(refusals);
+    ct::expectRefusals(refusals);
 }
 
 // A tile that isn't given, or a negative status left from before, ends a

@@ -654,34 +654,10 @@ TEST(ColorGray, RoiIsIgnored)
 // ---------------------------------------------------------------------------
 // Refusals
 
-struct Refusal {
-    const char* what;
-    std::function<void()> call;
-    int status;
-    const char* function;
-    const char* context;
-    const char* source;
-};
-
-void expectRefusals(const std::vector<Refusal>& refusals)
-{
-    for (const Refusal& r : refusals) {
-        RecordingReporter recorder;
-        r.call();
-        ASSERT_EQ(recorder.reports().size(), 1u) << r.what;
-        const auto& report = recorder.reports()[0];
-        EXPECT_EQ(report.status, r.status) << r.what;
-        EXPECT_EQ(report.function, r.function) << r.what;
-        EXPECT_EQ(report.context, r.context) << r.what;
-        EXPECT_EQ(report.source, r.source) << r.what;
-    }
-}
-
 TEST(ColorModels, RefusalsGiveTheirStatusAndText)
 {
     auto image = [](uint32_t depth, int channels, const char* model, const char* seq) {
-        return std::shared_ptr<ZanImage>(ct::modelImage(Shape{depth, channels, 4, 4}, model, seq).release(),
-                                         zt::ImageDeleter{});
+        return ct::sharedImage(Shape{depth, channels, 4, 4}, model, seq);
     };
     auto rgb = image(ZAN_DEPTH_8U, 3, "RGB", "RGB");
     auto hsv = image(ZAN_DEPTH_8U, 3, "HSV", "HSV");
@@ -708,57 +684,53 @@ TEST(ColorModels, RefusalsGiveTheirStatusAndText)
     auto grayPixels2 = image(ZAN_DEPTH_8U, 2, "GRAY", "GG");
     auto grayBad = image(ZAN_DEPTH_8U, 1, "GREY", "G");
     auto graySeq = image(ZAN_DEPTH_8U, 1, "GRAY", "Y");
-    auto yuvPlanes1 = std::shared_ptr<ZanImage>(
-        [] {
-            Shape s{ZAN_DEPTH_8U, 1, 4, 4};
-            s.order = ZAN_DATA_ORDER_PLANE;
-            return ct::modelImage(s, "YUV", "YUV").release();
-        }(),
-        zt::ImageDeleter{});
+    Shape onePlane{ZAN_DEPTH_8U, 1, 4, 4};
+    onePlane.order = ZAN_DATA_ORDER_PLANE;
+    auto yuvPlanes1 = ct::sharedImage(onePlane, "YUV", "YUV");
     auto ycc16 = image(ZAN_DEPTH_16U, 3, "YCC", "YCC");
     auto bottom = image(ZAN_DEPTH_8U, 1, "GRAY", "G");
     bottom->origin = ZAN_ORIGIN_BOTTOM_LEFT;
     const char* shape =
         "(src->nChannels < 3 ) || (dst->nChannels != 3 ) || (src->depth != dst->depth) || "
         "(src->dataOrder != dst->dataOrder) || (src->origin != dst->origin)";
-    const std::vector<Refusal> refusals = {
-        {"null source", [&] { zanRGB2HSV(nullptr, out.get()); }, -9, "zanRGB2HSV", "Incorrect Image", "owncolor"},
-        {"source model", [&] { zanRGB2HSV(cmy.get(), out.get()); }, -5, "zanRGB2HSV", "colorModel must be RGB instead of CMY", "owncolor"},
-        {"source sequence", [&] { zanRGB2XYZ(rgbx.get(), out.get()); }, -5, "zanRGB2XYZ", "channelSeq must be RGB or BGR instead of RBG", "owncolor"},
-        {"roi", [&] { zanRGB2HLS(withRoi.get(), out.get()); }, -5, "zanRGB2HLS", "src & dst roi must be NULL", "owncolor"},
-        {"destination channels", [&] { zanRGB2YCrCb(rgb.get(), four.get()); }, -5, "zanRGB2YCrCb", shape, "owncolor"},
-        {"depths differ", [&] { zanRGB2HSV(rgb.get(), rgb16.get()); }, -5, "zanRGB2HSV", shape, "owncolor"},
-        {"HSV at 32F", [&] { zanRGB2HSV(rgb32f.get(), out32f.get()); }, -5, "ownRGB2HSV", "Error input depth. 32S,16U,8U are valid now", "ownhsv"},
-        {"XYZ at 8S", [&] { zanRGB2XYZ(rgb8s.get(), out8s.get()); }, -5, "ownRGB2XYZ", "Error input depth. 32F, 32S ,16U,8U are valid now", "ownxyz"},
-        {"LUV at 8U", [&] { zanRGB2LUV(rgb.get(), out.get()); }, -5, "ownRGB2LUV", "Error input depth. 32F is valid now", "ownluv"},
-        {"back: RGB destination", [&] { zanHSV2RGB(hsv.get(), cmy.get()); }, -5, "zanHSV2RGB", "colorModel must be RGB instead of CMY", "owncolor"},
-        {"back: source model", [&] { zanHLS2RGB(hsv.get(), rgb.get()); }, -5, "zanHLS2RGB", "src-> colorModel must be HLS instead of HSV", "owncolor"},
+    const std::vector<ct::Refusal> refusals = {
+        {"null source", [&] { zanRGB2HSV(nullptr, out.get()); }, -9, "zanRGB2HSV: Incorrect Image", "owncolor"},
+        {"source model", [&] { zanRGB2HSV(cmy.get(), out.get()); }, -5, "zanRGB2HSV: colorModel must be RGB instead of CMY", "owncolor"},
+        {"source sequence", [&] { zanRGB2XYZ(rgbx.get(), out.get()); }, -5, "zanRGB2XYZ: channelSeq must be RGB or BGR instead of RBG", "owncolor"},
+        {"roi", [&] { zanRGB2HLS(withRoi.get(), out.get()); }, -5, "zanRGB2HLS: src & dst roi must be NULL", "owncolor"},
+        {"destination channels", [&] { zanRGB2YCrCb(rgb.get(), four.get()); }, -5, std::string("zanRGB2YCrCb: ") + shape, "owncolor"},
+        {"depths differ", [&] { zanRGB2HSV(rgb.get(), rgb16.get()); }, -5, std::string("zanRGB2HSV: ") + shape, "owncolor"},
+        {"HSV at 32F", [&] { zanRGB2HSV(rgb32f.get(), out32f.get()); }, -5, "ownRGB2HSV: Error input depth. 32S,16U,8U are valid now", "ownhsv"},
+        {"XYZ at 8S", [&] { zanRGB2XYZ(rgb8s.get(), out8s.get()); }, -5, "ownRGB2XYZ: Error input depth. 32F, 32S ,16U,8U are valid now", "ownxyz"},
+        {"LUV at 8U", [&] { zanRGB2LUV(rgb.get(), out.get()); }, -5, "ownRGB2LUV: Error input depth. 32F is valid now", "ownluv"},
+        {"back: RGB destination", [&] { zanHSV2RGB(hsv.get(), cmy.get()); }, -5, "zanHSV2RGB: colorModel must be RGB instead of CMY", "owncolor"},
+        {"back: source model", [&] { zanHLS2RGB(hsv.get(), rgb.get()); }, -5, "zanHLS2RGB: src-> colorModel must be HLS instead of HSV", "owncolor"},
         {"back: source sequence", [&] {
              auto mixed = image(ZAN_DEPTH_8U, 3, "XYZ", "XZY");
              zanXYZ2RGB(mixed.get(), rgb.get());
-         }, -5, "zanXYZ2RGB", "src-> channelSeq must be XYZ instead of XZY", "owncolor"},
-        {"YCC at 16U", [&] { zanYCC2RGB(ycc16.get(), rgb16.get()); }, -5, "ownYCC2RGB", "Error input depth. 8U is valid now", "ownycc"},
-        {"YUV depths", [&] { zanRGB2YUV(rgb.get(), rgb16.get()); }, -5, "zanRGB2YUV", "src1->depth != src2->depth", "owncolor"},
-        {"YUV plane with one channel", [&] { zanRGB2YUV(rgb.get(), yuvPlanes1.get()); }, -5, "zanRGB2YUV", shape, "owncolor"},
-        {"YUV back: model", [&] { zanYUV2RGB(hsv.get(), rgb.get()); }, -5, "zanYUV2RGB", "src-> colorModel must be YUV instead of HSV", "owncolor"},
-        {"gray: model", [&] { zanColorToGray(rgb.get(), grayBad.get()); }, -5, "zanColorToGray", "colorModel must be GRAY instead of GREY", "owncolor"},
-        {"gray: sequence", [&] { zanColorToGray(rgb.get(), graySeq.get()); }, -5, "zanColorToGray", "channelSeq must be G instead of Y", "owncolor"},
-        {"gray: pixel channels", [&] { zanColorToGray(rgb.get(), grayPixels2.get()); }, -5, "zanColorToGray", "(dst-> dataOrder == ZAN_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)", "owncolor"},
-        {"gray: origins", [&] { zanColorToGray(rgb.get(), bottom.get()); }, -5, "zanColorToGray", "src->origin != dst->origin", "owncolor"},
-        {"gray: depths", [&] { zanColorToGray(rgb.get(), gray32s.get()); }, -5, "ownColorToGray", "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"},
-        {"gray: 8S source", [&] { zanColorToGray(rgb8s.get(), gray.get()); }, -5, "ownColorToGray", "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"},
-        {"colour: source not 1U", [&] { zanGrayToColor(gray16.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor", "src-> depth != dst-> depth && src-> depth != 1U", "owncolor"},
-        {"colour: 1U to 16U", [&] { zanGrayToColor(gray1.get(), rgb16.get(), 0, 0, 0); }, -5, "zanGrayToColor", "src-> depth == dst-> depth && dst-> depth != 8U", "owncolor"},
-        {"colour: pixel channels", [&] { zanGrayToColor(grayPixels2.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor", "(src-> dataOrder == ZAN_DATA_ORDER_PIXEL) && (src-> nChannels != 1)", "owncolor"},
-        {"colour: origins", [&] { zanGrayToColor(bottom.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor", "(src->origin != dst->origin)", "owncolor"},
-        {"colour: 8S", [&] { zanGrayToColor(gray8s.get(), rgb8sb.get(), 0, 0, 0); }, -5, "ownGrayToColor", "Error input depth. 32S,16U,8U are valid now", "Owngtoc"},
+         }, -5, "zanXYZ2RGB: src-> channelSeq must be XYZ instead of XZY", "owncolor"},
+        {"YCC at 16U", [&] { zanYCC2RGB(ycc16.get(), rgb16.get()); }, -5, "ownYCC2RGB: Error input depth. 8U is valid now", "ownycc"},
+        {"YUV depths", [&] { zanRGB2YUV(rgb.get(), rgb16.get()); }, -5, "zanRGB2YUV: src1->depth != src2->depth", "owncolor"},
+        {"YUV plane with one channel", [&] { zanRGB2YUV(rgb.get(), yuvPlanes1.get()); }, -5, std::string("zanRGB2YUV: ") + shape, "owncolor"},
+        {"YUV back: model", [&] { zanYUV2RGB(hsv.get(), rgb.get()); }, -5, "zanYUV2RGB: src-> colorModel must be YUV instead of HSV", "owncolor"},
+        {"gray: model", [&] { zanColorToGray(rgb.get(), grayBad.get()); }, -5, "zanColorToGray: colorModel must be GRAY instead of GREY", "owncolor"},
+        {"gray: sequence", [&] { zanColorToGray(rgb.get(), graySeq.get()); }, -5, "zanColorToGray: channelSeq must be G instead of Y", "owncolor"},
+        {"gray: pixel channels", [&] { zanColorToGray(rgb.get(), grayPixels2.get()); }, -5, "zanColorToGray: (dst-> dataOrder == ZAN_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)", "owncolor"},
+        {"gray: origins", [&] { zanColorToGray(rgb.get(), bottom.get()); }, -5, "zanColorToGray: src->origin != dst->origin", "owncolor"},
+        {"gray: depths", [&] { zanColorToGray(rgb.get(), gray32s.get()); }, -5, "ownColorToGray: Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"},
+        {"gray: 8S source", [&] { zanColorToGray(rgb8s.get(), gray.get()); }, -5, "ownColorToGray: Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"},
+        {"colour: source not 1U", [&] { zanGrayToColor(gray16.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor: src-> depth != dst-> depth && src-> depth != 1U", "owncolor"},
+        {"colour: 1U to 16U", [&] { zanGrayToColor(gray1.get(), rgb16.get(), 0, 0, 0); }, -5, "zanGrayToColor: src-> depth == dst-> depth && dst-> depth != 8U", "owncolor"},
+        {"colour: pixel channels", [&] { zanGrayToColor(grayPixels2.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor: (src-> dataOrder == ZAN_DATA_ORDER_PIXEL) && (src-> nChannels != 1)", "owncolor"},
+        {"colour: origins", [&] { zanGrayToColor(bottom.get(), rgb.get(), 0, 0, 0); }, -5, "zanGrayToColor: (src->origin != dst->origin)", "owncolor"},
+        {"colour: 8S", [&] { zanGrayToColor(gray8s.get(), rgb8sb.get(), 0, 0, 0); }, -5, "ownGrayToColor: Error input depth. 32S,16U,8U are valid now", "Owngtoc"},
         {"colour: 32S is fine, two-channel RGB is not", [&] {
              auto thin = image(ZAN_DEPTH_32S, 2, "RGB", "RGB");
              zanGrayToColor(gray32s.get(), rgb32s.get(), 0, 0, 0);
              zanGrayToColor(gray32s.get(), thin.get(), 0, 0, 0);
-         }, -5, "zanGrayToColor", "RGB image must have 3 channels", "owncolor"},
+         }, -5, "zanGrayToColor: RGB image must have 3 channels", "owncolor"},
     };
-    expectRefusals(refusals);
+    ct::expectRefusals(refusals);
 }
 
 // The forward conversions name the model before the depth is tested.
