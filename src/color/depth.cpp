@@ -345,9 +345,8 @@ template <class D>
 FloatToRange<D> floatToRange(float minVal, float maxVal)
 {
     const double d = static_cast<float>(maxVal - minVal);
-    const double span = std::is_same_v<D, Own32s> ? 4294967295.0 : std::is_same_v<D, Own8s> || std::is_same_v<D, Own8u> ? 255.0 : 65535.0;
-    const double scale = span / d;
-    const double low = std::is_signed_v<D> ? static_cast<double>(std::numeric_limits<D>::min()) : 0.0;
+    const double low = std::numeric_limits<D>::min();
+    const double scale = (std::numeric_limits<D>::max() - low) / d; // 255, 65535 or 4294967295 over d
     return FloatToRange<D>{minVal, maxVal, scale, low - minVal * scale};
 }
 
@@ -364,7 +363,9 @@ template <class S>
 RangeToFloat<S> rangeToFloat(float minVal, float maxVal)
 {
     const double d = static_cast<float>(maxVal - minVal);
-    const double k = sizeof(S) == 1 ? 0.00392156862745098 : sizeof(S) == 2 ? 1.5259021896696422e-05 : 2.3283064370807974e-10;
+    const double k = sizeof(S) == 1   ? 0.00392156862745098
+                     : sizeof(S) == 2 ? 1.5259021896696422e-05
+                                      : 2.3283064370807974e-10;
     const double scale = k * d;
     const double half = -static_cast<double>(std::numeric_limits<S>::min());
     const double offset = std::is_signed_v<S> ? minVal + half * scale : minVal;
