@@ -286,9 +286,45 @@ ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift
 /* Colour models                                                            */
 /* ------------------------------------------------------------------------ */
 
+/*
+ * Conversions between RGB ("RGB" or "BGR" channel sequence) and other colour
+ * models, and between colour and gray. Forward conversions name the target
+ * model in the destination's colorModel and channelSeq.
+ */
+ZAN_API void zanRGB2HSV(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanHSV2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanRGB2HLS(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanHLS2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanRGB2XYZ(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanXYZ2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanRGB2LUV(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanLUV2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanRGB2YUV(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanYUV2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanRGB2YCrCb(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanYCrCb2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanYCC2RGB(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanColorToGray(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanGrayToColor(const ZanImage* srcImage, ZanImage* dstImage, float weightR,
+                            float weightG, float weightB);
+
 /* ------------------------------------------------------------------------ */
 /* Colour twist                                                             */
 /* ------------------------------------------------------------------------ */
+
+/*
+ * A 3 by 4 matrix, row by row (a fourth row is stored and unused), standing
+ * for data / 2^scalingValue; made and freed by the library.
+ */
+typedef struct ZanColorTwist ZanColorTwist;
+
+ZAN_API ZanColorTwist* zanCreateColorTwist(const int32_t* data, int scalingValue);
+ZAN_API int zanSetColorTwist(ZanColorTwist* cTwist, const int32_t* data, int scalingValue);
+ZAN_API void zanDeleteColorTwist(ZanColorTwist* cTwist);
+ZAN_API void zanApplyColorTwist(const ZanImage* srcImage, ZanImage* dstImage,
+                                const ZanColorTwist* cTwist, int offset);
+ZAN_API ZanStatus zanColorTwistFP(const ZanImage* srcImage, ZanImage* dstImage,
+                                  const float* TwistFP);
 
 /* ------------------------------------------------------------------------ */
 /* Bit reduction and dithering                                              */
@@ -312,6 +348,13 @@ ZAN_API void zanReduceBits(const ZanImage* srcImage, ZanImage* dstImage, int noi
 /* ------------------------------------------------------------------------ */
 /* Depth conversion                                                         */
 /* ------------------------------------------------------------------------ */
+
+ZAN_API void zanConvert(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API ZanStatus zanScale(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API ZanStatus zanScaleFP(const ZanImage* srcImage, ZanImage* dstImage, float minVal,
+                             float maxVal);
+ZAN_API void zanBitonalToGray(const ZanImage* srcImage, ZanImage* dstImage, int ZeroScale,
+                              int OneScale);
 
 /* ------------------------------------------------------------------------ */
 /* Threshold, histograms and lookup tables                                  */
