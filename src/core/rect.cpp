@@ -60,15 +60,8 @@ void copyPixels(const Layout& layout, const char* source, int sx, char* target, 
     if (count <= 0)
         return;
     if (layout.oneBit) {
-        const auto* from = reinterpret_cast<const uint8_t*>(source);
-        auto* to = reinterpret_cast<uint8_t*>(target);
-        for (int i = 0; i < count;) {
-            const int position = dx + i;
-            const int first = position & 7;
-            const int n = std::min(8 - first, count - i);
-            ownStoreBits(to + (position >> 3), ownFetchBits(from, sx + i, n), first, n);
-            i += n;
-        }
+        ownCopyBits(reinterpret_cast<const uint8_t*>(source), sx, reinterpret_cast<uint8_t*>(target),
+                    dx, count);
         return;
     }
     const std::size_t pixelBytes = static_cast<std::size_t>(layout.samplesPerPixel) * layout.bits / 8;
