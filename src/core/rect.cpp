@@ -135,19 +135,6 @@ void copyStepped(const Layout& layout, const char* source, int sx, int step, cha
     }
 }
 
-// The 32-bit word that repeats a side's constant in every sample.
-uint32_t constantPattern(const ZanImage* image, int side)
-{
-    const int value = image->borderConst[side];
-    if (image->depth == ZAN_DEPTH_32F) {
-        const float f = static_cast<float>(value);
-        uint32_t bits;
-        std::memcpy(&bits, &f, 4);
-        return bits;
-    }
-    return ownDepthPattern(image->depth, value);
-}
-
 // Where each column of the rectangle comes from under one governing mode
 // per side: an image column, or kConstantColumn.
 void mapColumns(const ZanImage* image, int x, int width, int leftMode, int rightMode, int* columns)
@@ -328,6 +315,18 @@ int ownBorderMap(int c, int length, int mode)
     }
 }
 
+uint32_t ownBorderPattern(const ZanImage* image, int side)
+{
+    const int value = image->borderConst[side];
+    if (image->depth == ZAN_DEPTH_32F) {
+        const float f = static_cast<float>(value);
+        uint32_t bits;
+        std::memcpy(&bits, &f, 4);
+        return bits;
+    }
+    return ownDepthPattern(image->depth, value);
+}
+
 int ownRowBytes(const ZanImage* image, int width)
 {
     const long long bits = static_cast<long long>(width) * ownDepthBits(image->depth) *
@@ -408,9 +407,9 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
             return nullptr;
     }
 
-    const uint32_t topPattern = constantPattern(image, kTop);
-    const uint32_t bottomPattern = constantPattern(image, kBottom);
-    const uint32_t besidePatterns[2] = {constantPattern(image, kLeft), constantPattern(image, kRight)};
+    const uint32_t topPattern = ownBorderPattern(image, kTop);
+    const uint32_t bottomPattern = ownBorderPattern(image, kBottom);
+    const uint32_t besidePatterns[2] = {ownBorderPattern(image, kLeft), ownBorderPattern(image, kRight)};
     for (int j = 0; j < height; ++j) {
         int side;
         const int r = rowSource(y + j, &side);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -172,6 +173,40 @@ TEST_P(GetRect, TiledImagesMatchTheBorderRuleAndBalanceTheirTiles)
         for (int k = 0; k < 4; ++k) {
             randomSides(tiled.header(), rng);
             expectRect(tiled.header(), tiled.plain(), randomRequest(tiled.plain(), rng));
+        }
+        EXPECT_FALSE(tiled.misuse);
+        EXPECT_EQ(tiled.openCount(), tiled.releaseCount());
+    }
+}
+
+// Rows of one channel at any position, and single samples, against the
+// same reference; 1-bit rows are packed bits, most significant first.
+TEST_P(GetRect, BorderRowsAndPixelsMatchTheBorderRule)
+{
+    const Case c = GetParam();
+    std::mt19937 rng(c.depth + 303);
+    for (int trial = 0; trial < 24; ++trial) {
+        const int w = 1 + static_cast<int>(rng() % 30);
+        const int h = 1 + static_cast<int>(rng() % 12);
+        TiledImage tiled(Shape{c.depth, c.channels, w, h, c.order, 0, c.align}, 8, 8);
+        zt::fillRandom(tiled.plain(), rng);
+        tiled.load();
+        randomSides(tiled.header(), rng);
+        std::memcpy(tiled.plain()->borderMode, tiled.header()->borderMode, sizeof tiled.header()->borderMode);
+        std::memcpy(tiled.plain()->borderConst, tiled.header()->borderConst, sizeof tiled.header()->borderConst);
+        const int bytes = c.depth == ZAN_DEPTH_1U ? 0 : static_cast<int>(c.depth & ZAN_DEPTH_MASK) / 8;
+        for (const ZanImage* image : {static_cast<const ZanImage*>(tiled.plain()),
+                                      static_cast<const ZanImage*>(tiled.header())}) {
+            const Request r = randomRequest(tiled.plain(), rng);
+            const int channel = 1 + static_cast<int>(rng() % c.channels);
+            std::vector<char> row(static_cast<std::size_t>(r.width) * 4 + 8);
+            ASSERT_TRUE(ownBorderRow(image, r.x, r.y, channel, row.data(), r.width));
+            for (int i = 0; i < r.width; ++i) {
+                const double want = referenceSample(tiled.plain(), tiled.plain(), r.x + i, r.y, channel - 1);
+                const double got = zt::loadSample(c.depth, row.data() + (bytes ? i * bytes : i / 8), i % 8);
+                ASSERT_EQ(got, want) << "row at (" << r.x << ", " << r.y << "), sample " << i;
+                ASSERT_EQ(ownBorderPixel(image, r.x + i, r.y, channel), want);
+            }
         }
         EXPECT_FALSE(tiled.misuse);
         EXPECT_EQ(tiled.openCount(), tiled.releaseCount());
