@@ -4,10 +4,10 @@
 // either moves the values of plain images directly (one walk over views of
 // the regions, with a copy, fill or swap action) or cuts the work along the
 // tile grid and runs itself on the working headers of every piece.
+#include "own_bits.h"
 #include "own_grid.h"
 #include "own_memory.h"
 #include "own_rect.h"
-#include "own_bits.h"
 
 #include <algorithm>
 #include <cstring>
@@ -215,8 +215,8 @@ struct SwapAction {
     }
 };
 
-// Views of a plain pair and the walk of their values or bits; false when the
-// processed channels differ (reported).
+// Views of a plain pair and the walk of their values or bits; processed
+// channels that differ are reported and nothing moves.
 template <class Action>
 void movePlain(OwnSite site, const ZanImage* target, const ZanImage* source, const ZanImage* mask,
                int width, int height, const Action& action)
@@ -322,6 +322,16 @@ bool commonSize(std::initializer_list<const ZanImage*> images, int* width, int* 
         *height = std::min(*height, h);
     }
     return true;
+}
+
+// Steps shared by Copy and Exchange up to the common size: checks, the same
+// image twice, the governing mask; false when the operation ends here.
+bool preparePair(OwnSite site, const ZanImage* srcImage, const ZanImage* dstImage, PairMask* mask,
+                 int* width, int* height)
+{
+    return checkPair(site, srcImage, dstImage) && srcImage != dstImage &&
+           mask->merge(site, srcImage, dstImage) &&
+           commonSize({srcImage, dstImage, mask->get()}, width, height);
 }
 
 // Puts an image's mask aside for the life of the guard.
@@ -552,12 +562,9 @@ extern "C" {
 ZAN_API void zanCopy(const ZanImage* srcImage, ZanImage* dstImage)
 {
     const OwnSite site{"zanCopy", kSource};
-    if (!checkPair(site, srcImage, dstImage) || srcImage == dstImage)
-        return;
     PairMask mask;
     int width, height;
-    if (!mask.merge(site, srcImage, dstImage) ||
-        !commonSize({srcImage, dstImage, mask.get()}, &width, &height))
+    if (!preparePair(site, srcImage, dstImage, &mask, &width, &height))
         return;
     if (dstImage->depth == ZAN_DEPTH_1U && mask.get()) {
         copyMaskedBits(site, srcImage, dstImage, mask.get(), width, height);
@@ -573,12 +580,9 @@ ZAN_API void zanCopy(const ZanImage* srcImage, ZanImage* dstImage)
 ZAN_API void zanExchange(ZanImage* srcImage, ZanImage* dstImage)
 {
     const OwnSite site{"zanExchange", kSource};
-    if (!checkPair(site, srcImage, dstImage) || srcImage == dstImage)
-        return;
     PairMask mask;
     int width, height;
-    if (!mask.merge(site, srcImage, dstImage) ||
-        !commonSize({srcImage, dstImage, mask.get()}, &width, &height))
+    if (!preparePair(site, srcImage, dstImage, &mask, &width, &height))
         return;
     if (srcImage->tileInfo && dstImage->tileInfo)
         exchangeBothTiled(site, srcImage, dstImage, mask.get(), width, height);
