@@ -5,10 +5,9 @@
 
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 // The pattern of an image: its centre, in integers, and k = 2pi / (4 height),
 // which holds for wide images too.
@@ -18,7 +17,7 @@ struct Pattern {
     double k;
 
     explicit Pattern(const ZanImage* image)
-        : cx(image->width / 2), cy(image->height / 2), k(2.0 * kPi / (4.0 * image->height))
+        : cx(image->width / 2), cy(image->height / 2), k(2.0 * std::numbers::pi / (4.0 * image->height))
     {
     }
 
