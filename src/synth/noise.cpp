@@ -69,8 +69,9 @@ struct GaussianFloat {
 // region in memory order, skipping pixels whose mask bit is clear. The
 // state is held in locals for the piece and written back at the end.
 template <class T, bool Masked, class Draw>
-void addNoise(const OwnPiece& piece, OwnNoiseState& shared, const Draw& draw)
+void addNoise(const OwnPiece& piece, OwnNoiseState& shared, const Draw& given)
 {
+    const Draw draw = given; // a local copy, which stores to samples can't touch
     using namespace own_rows;
     const OwnChannelPlan& plan = *piece.plan;
     const Region out = regionOf(piece.dst, plan.firstChannel[OWN_DST]);
@@ -85,10 +86,18 @@ void addNoise(const OwnPiece& piece, OwnNoiseState& shared, const Draw& draw)
     const bool planes = piece.dst->dataOrder == ZAN_DATA_ORDER_PLANE;
     const int planeCount = planes ? plan.channelCount : 1;
     const int perPixel = planes ? 1 : plan.channelCount;
+    // Unmasked rows whose planned values lie next to each other are one run.
+    const bool runs = !Masked && out.pixelStride == perPixel;
+    const int runLength = width * perPixel;
     OwnNoiseState state = shared;
     for (int plane = 0; plane < planeCount; ++plane) {
         for (int y = 0; y < height; ++y) {
             T* row = rowOf<T>(out, plane, y);
+            if (runs) {
+                for (int i = 0; i < runLength; ++i)
+                    row[i] = draw(state, row[i]);
+                continue;
+            }
             for (int x = 0; x < width; ++x) {
                 if constexpr (Masked) {
                     if (!ownGetBit(rowOf<uint8_t>(mask, 0, y), mask.bitOffset + x))
