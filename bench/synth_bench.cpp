@@ -15,20 +15,29 @@ constexpr int kSide = 2048;
 void BM_SynthMemcpy8U(benchmark::State& state) { zb::memcpyBaseline(state, kSide, kSide, 1); }
 BENCHMARK(BM_SynthMemcpy8U)->Unit(benchmark::kMillisecond);
 
-// Uniform noise over 0 .. 99 added to every byte by a plain loop.
-void BM_SynthScalarUniform8U(benchmark::State& state)
+// Adds noise(s) to every byte, saturated, in a plain loop.
+template <class Noise>
+void scalarNoiseBenchmark(benchmark::State& state, Noise noise)
 {
     auto image = zb::makeImage(ZAN_DEPTH_8U, 1, kSide, kSide);
     for (auto _ : state) {
         OwnNoiseState s = ownNoiseStart(1);
         auto* p = reinterpret_cast<uint8_t*>(image->imageData);
         for (int i = 0; i < image->imageSize; ++i) {
-            const int v = p[i] + static_cast<int>(ownNoiseStep(s) * (100 * 2.3283064365386963e-10));
-            p[i] = static_cast<uint8_t>(v > 255 ? 255 : v);
+            const int v = p[i] + noise(s);
+            p[i] = static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
         }
         benchmark::ClobberMemory();
     }
     zb::setBytes(state, image.get(), 2);
+}
+
+// Uniform noise over 0 .. 99.
+void BM_SynthScalarUniform8U(benchmark::State& state)
+{
+    scalarNoiseBenchmark(state, [](OwnNoiseState& s) {
+        return static_cast<int>(ownNoiseStep(s) * (100 * 2.3283064365386963e-10));
+    });
 }
 BENCHMARK(BM_SynthScalarUniform8U)->Unit(benchmark::kMillisecond);
 
@@ -51,20 +60,10 @@ BENCHMARK(BM_SynthNoiseUniform8U)->Unit(benchmark::kMillisecond);
 void BM_SynthNoiseUniform32F(benchmark::State& state) { noiseBenchmark(state, ZAN_DEPTH_32F, ZAN_NOISE_UNIFORM); }
 BENCHMARK(BM_SynthNoiseUniform32F)->Unit(benchmark::kMillisecond);
 
-// Gaussian noise of deviation 100 added to every byte by a plain loop.
+// Gaussian noise of deviation 100.
 void BM_SynthScalarGaussian8U(benchmark::State& state)
 {
-    auto image = zb::makeImage(ZAN_DEPTH_8U, 1, kSide, kSide);
-    for (auto _ : state) {
-        OwnNoiseState s = ownNoiseStart(1);
-        auto* p = reinterpret_cast<uint8_t*>(image->imageData);
-        for (int i = 0; i < image->imageSize; ++i) {
-            const int v = p[i] + static_cast<int>(ownNoiseGaussian(s) * 100);
-            p[i] = static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
-        }
-        benchmark::ClobberMemory();
-    }
-    zb::setBytes(state, image.get(), 2);
+    scalarNoiseBenchmark(state, [](OwnNoiseState& s) { return static_cast<int>(ownNoiseGaussian(s) * 100); });
 }
 BENCHMARK(BM_SynthScalarGaussian8U)->Unit(benchmark::kMillisecond);
 
@@ -93,15 +92,22 @@ void BM_SynthScalarUserFunction8U(benchmark::State& state)
 }
 BENCHMARK(BM_SynthScalarUserFunction8U)->Unit(benchmark::kMillisecond);
 
-void BM_SynthUserProcess8U(benchmark::State& state)
+// Runs call(src, dst) on two 8U images of the given channels.
+template <class Call>
+void pairBenchmark(benchmark::State& state, int channels, Call call)
 {
-    auto src = zb::makeImage(ZAN_DEPTH_8U, 1, kSide, kSide, 1);
-    auto dst = zb::makeImage(ZAN_DEPTH_8U, 1, kSide, kSide, 2);
+    auto src = zb::makeImage(ZAN_DEPTH_8U, channels, kSide, kSide, 1);
+    auto dst = zb::makeImage(ZAN_DEPTH_8U, channels, kSide, kSide, 2);
     for (auto _ : state) {
-        zanUserProcess(src.get(), dst.get(), invert);
+        call(src.get(), dst.get());
         benchmark::ClobberMemory();
     }
     zb::setBytes(state, dst.get(), 2);
+}
+
+void BM_SynthUserProcess8U(benchmark::State& state)
+{
+    pairBenchmark(state, 1, [](ZanImage* src, ZanImage* dst) { zanUserProcess(src, dst, invert); });
 }
 BENCHMARK(BM_SynthUserProcess8U)->Unit(benchmark::kMillisecond);
 
@@ -116,13 +122,7 @@ int invertPixel(const ZanImage*, const void* src, const ZanImage*, void* dst)
 
 void BM_SynthUserProcessPixel8UC3(benchmark::State& state)
 {
-    auto src = zb::makeImage(ZAN_DEPTH_8U, 3, kSide, kSide, 1);
-    auto dst = zb::makeImage(ZAN_DEPTH_8U, 3, kSide, kSide, 2);
-    for (auto _ : state) {
-        zanUserProcessPixel(src.get(), dst.get(), invertPixel);
-        benchmark::ClobberMemory();
-    }
-    zb::setBytes(state, dst.get(), 2);
+    pairBenchmark(state, 3, [](ZanImage* src, ZanImage* dst) { zanUserProcessPixel(src, dst, invertPixel); });
 }
 BENCHMARK(BM_SynthUserProcessPixel8UC3)->Unit(benchmark::kMillisecond);
 

@@ -3,6 +3,8 @@
 // the destination and, within each, of the source.
 #include "zan_test.h"
 
+#include "../arith/reference.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,32 +28,10 @@ using Call = TiledImage::Call;
 int tripleLess100(int a) { return static_cast<int>(static_cast<uint32_t>(a) * 3u - 100u); }
 float scaleShift(float a) { return a * 1.7f - 50.3f; }
 
-double depthLow(uint32_t depth)
-{
-    switch (depth) {
-    case ZAN_DEPTH_8U:
-    case ZAN_DEPTH_16U: return 0;
-    case ZAN_DEPTH_8S: return -128;
-    case ZAN_DEPTH_16S: return -32768;
-    default: return -2147483648.0;
-    }
-}
-
-double depthHigh(uint32_t depth)
-{
-    switch (depth) {
-    case ZAN_DEPTH_8U: return 255;
-    case ZAN_DEPTH_8S: return 127;
-    case ZAN_DEPTH_16U: return 65535;
-    case ZAN_DEPTH_16S: return 32767;
-    default: return 2147483647.0;
-    }
-}
-
 double expectedInt(uint32_t depth, double a)
 {
     const int r = tripleLess100(static_cast<int>(a));
-    return depth == ZAN_DEPTH_32S ? r : std::clamp<double>(r, depthLow(depth), depthHigh(depth));
+    return depth == ZAN_DEPTH_32S ? r : ref::saturate(depth, r);
 }
 
 double expectedFloat(uint32_t depth, double a)
@@ -59,7 +39,7 @@ double expectedFloat(uint32_t depth, double a)
     const float r = scaleShift(static_cast<float>(a));
     if (depth == ZAN_DEPTH_32F)
         return r;
-    return std::trunc(std::clamp<double>(r, depthLow(depth), depthHigh(depth)));
+    return std::trunc(ref::saturate(depth, r));
 }
 
 // ---------------------------------------------------------------------------

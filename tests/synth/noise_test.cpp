@@ -3,6 +3,8 @@
 // the clamping and failures.
 #include "zan_test.h"
 
+#include "../arith/reference.h"
+
 #include "synth/own_noise.h"
 
 #include <gtest/gtest.h>
@@ -144,30 +146,6 @@ std::vector<Position> drawOrder(const ZanImage* image)
     return order;
 }
 
-double lowOf(uint32_t depth)
-{
-    switch (depth) {
-    case ZAN_DEPTH_8U:
-    case ZAN_DEPTH_16U: return 0;
-    case ZAN_DEPTH_8S: return -128;
-    case ZAN_DEPTH_16S: return -32768;
-    default: return -2147483648.0;
-    }
-}
-
-double highOf(uint32_t depth)
-{
-    switch (depth) {
-    case ZAN_DEPTH_8U: return 255;
-    case ZAN_DEPTH_8S: return 127;
-    case ZAN_DEPTH_16U: return 65535;
-    case ZAN_DEPTH_16S: return 32767;
-    default: return 2147483647.0;
-    }
-}
-
-double saturate(uint32_t depth, double value) { return std::clamp(value, lowOf(depth), highOf(depth)); }
-
 // The noisy sample for p, drawing from the generator as the kind says.
 double noisy(uint32_t depth, int kind, const ZanNoiseParam& param, ReferenceGenerator& g, double p)
 {
@@ -175,7 +153,7 @@ double noisy(uint32_t depth, int kind, const ZanNoiseParam& param, ReferenceGene
         if (depth == ZAN_DEPTH_32F)
             return static_cast<float>(g.gaussian() * param.highFP + param.lowFP + p);
         const double noise = g.gaussian() * param.highInt;
-        return saturate(depth, p + param.lowInt + std::trunc(noise));
+        return ref::saturate(depth, p + param.lowInt + std::trunc(noise));
     }
     if (depth == ZAN_DEPTH_32F) {
         const float lo = std::min(param.lowFP, param.highFP);
@@ -189,7 +167,7 @@ double noisy(uint32_t depth, int kind, const ZanNoiseParam& param, ReferenceGene
         lo = std::max(lo, -m);
         hi = std::min(hi, m);
     }
-    return saturate(depth, p + lo + std::trunc(g.next() * ((hi - lo) * 2.3283064365386963e-10)));
+    return ref::saturate(depth, p + lo + std::trunc(g.next() * ((hi - lo) * 2.3283064365386963e-10)));
 }
 
 // The image that noise makes of `image` (whose pixels `content` holds).
