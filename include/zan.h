@@ -258,6 +258,19 @@ ZAN_API void zanPutPixel(ZanImage* img, int x, int y, const void* pixel);
 /* User pixel functions                                                     */
 /* ------------------------------------------------------------------------ */
 
+/* The application's functions: one value in, one value out; or one pixel of
+ * each image, addressed through its header. The pixel function's result
+ * isn't used. */
+typedef int (*ZanUserFunc)(int value);
+typedef float (*ZanUserFuncFP)(float value);
+typedef int (*ZanUserFuncPixel)(const ZanImage* srcImage, const void* srcPixel,
+                                const ZanImage* dstImage, void* dstPixel);
+
+ZAN_API void zanUserProcess(const ZanImage* srcImage, ZanImage* dstImage, ZanUserFunc cbFunc);
+ZAN_API void zanUserProcessFP(const ZanImage* srcImage, ZanImage* dstImage, ZanUserFuncFP cbFunc);
+ZAN_API void zanUserProcessPixel(const ZanImage* srcImage, ZanImage* dstImage,
+                                 ZanUserFuncPixel cbFunc);
+
 /* ------------------------------------------------------------------------ */
 /* Image arithmetic and logic                                               */
 /* ------------------------------------------------------------------------ */
@@ -405,6 +418,29 @@ ZAN_API void zanHistoEqualize(const ZanImage* srcImage, ZanImage* dstImage, ZanL
 /* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */
+
+#define ZAN_NOISE_UNIFORM  0
+#define ZAN_NOISE_GAUSSIAN 1
+
+/* Uniform noise: lowInt/highInt (lowFP/highFP at 32F) are the ends of the
+ * range; Gaussian noise: the mean and the standard deviation. */
+typedef struct ZanNoiseParam {
+    uint32_t seed;
+    int32_t lowInt;
+    int32_t highInt;
+    float lowFP;
+    float highFP;
+} ZanNoiseParam;
+
+ZAN_API void zanNoiseUniformInit(ZanNoiseParam* noiseParam, uint32_t seed, int low, int high);
+ZAN_API void zanNoiseUniformInitFP(ZanNoiseParam* noiseParam, uint32_t seed, float low, float high);
+ZAN_API void zanNoiseGaussianInit(ZanNoiseParam* noiseParam, uint32_t seed, int mean, int stDev);
+ZAN_API void zanNoiseGaussianInitFP(ZanNoiseParam* noiseParam, uint32_t seed, float mean,
+                                    float stDev);
+ZAN_API ZanStatus zanNoiseImage(ZanImage* image, const ZanNoiseParam* noiseParam, int noise);
+
+/* A new grey image of a circular zone pattern; free it with zanDeallocate. */
+ZAN_API ZanImage* zanCreateImageJaehne(uint32_t depth, int width, int height);
 
 #ifdef __cplusplus
 }
