@@ -152,9 +152,7 @@ ZanStatus comparePair(const char* name, const ZanImage* img1, const ZanImage* im
     withCompareType(img1->depth, [&](auto type) {
         using T = typename decltype(type)::type;
         status = ownCompareRun(job, [&](const OwnComparePiece& p) {
-            ownCompareRows(p, count, [&](int x, int y, int c) {
-                return rel(ownCompareSample<T>(p.src[0], x, y, c), ownCompareSample<T>(p.src[1], x, y, c));
-            });
+            ownCompareRows<T, 2>(p, count, rel);
         });
     });
     return status;
@@ -175,9 +173,7 @@ ZanStatus compareScalar(const char* name, const ZanImage* img, ZanImage* res, co
     withCompareType(img->depth, [&](auto type) {
         using T = typename decltype(type)::type;
         status = ownCompareRun(job, [&](const OwnComparePiece& p) {
-            ownCompareRows(p, count, [&](int x, int y, int c) {
-                return rel(static_cast<Wide>(ownCompareSample<T>(p.src[0], x, y, c)));
-            });
+            ownCompareRows<T, 1>(p, count, [&](T a) { return rel(static_cast<Wide>(a)); });
         });
     });
     return status;

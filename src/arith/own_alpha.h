@@ -307,73 +307,102 @@ struct OwnCompositeJob {
     bool divide;
 };
 
-// The alphas of a row: a, and b from its channel, constant or as M - a.
+// The alphas a and b of pixels x0 .. x0 + n - 1 of row y: from a channel,
+// a constant, or b as M - a.
 template <class T>
-struct OwnAlphaPair {
-    OwnLane<const T> a;
-    OwnLane<const T> b;
-    const OwnCompositeJob& job;
-
-    uint32_t alphaA(int x) const { return a.row ? a[x] : job.alphaA.constant; }
-    uint32_t alphaB(int x, uint32_t alphaA) const
-    {
+void ownAlphaSpan(const OwnCompositeJob& job, const OwnView* views, int y, int x0, int n, uint32_t* a,
+                  uint32_t* b)
+{
+    const OwnLane<const T> laneA = ownLaneOf<const T>(views, job.alphaA, y);
+    const OwnLane<const T> laneB = ownLaneOf<const T>(views, job.alphaB, y);
+    for (int i = 0; i < n; ++i)
+        a[i] = laneA.row ? laneA[x0 + i] : job.alphaA.constant;
+    for (int i = 0; i < n; ++i) {
         if (job.alphaB.kind == OwnAlphaOperand::kComplement)
-            return OwnScale<T>::M - alphaA;
-        return b.row ? b[x] : job.alphaB.constant;
+            b[i] = OwnScale<T>::M - a[i];
+        else
+            b[i] = laneB.row ? laneB[x0 + i] : job.alphaB.constant;
     }
-};
+}
 
-template <class T, int Op, bool Divide>
-void ownCompositeRow(const OwnCompositeJob& job, const OwnView* views, int width, int y)
+// One colour sample of a composite from the colours and alphas.
+template <class T, int Op, bool Divide, bool Premultiplied>
+inline T ownCompositeSample(uint32_t colorA, uint32_t colorB, uint32_t a, uint32_t b)
 {
     using S = OwnScale<T>;
     using Real = typename S::Real;
+    if constexpr (Divide) {
+        const Real alpha = static_cast<Real>(a) * S::k();
+        const Real beta = static_cast<Real>(b) * S::k();
+        Real p = static_cast<Real>(colorA);
+        Real q = static_cast<Real>(colorB);
+        if constexpr (!Premultiplied) {
+            p *= alpha;
+            q *= beta;
+        }
+        Real color = ownCompositeColorReal<Op>(p, q, alpha, beta);
+        const Real result = ownCompositeAlphaReal<Op>(alpha, beta);
+        if (result > S::threshold())
+            color = std::min(color / result, static_cast<Real>(S::M));
+        return static_cast<T>(ownRoundScaled<T>(color));
+    } else {
+        const uint32_t ap = Premultiplied ? colorA : S::m(colorA, a);
+        const uint32_t bp = Premultiplied ? colorB : S::m(colorB, b);
+        return static_cast<T>(ownCompositeColor<T, Op>(ap, bp, a, b));
+    }
+}
+
+// The result alpha of a composite.
+template <class T, int Op, bool Divide>
+inline T ownCompositeResult(uint32_t a, uint32_t b)
+{
+    using S = OwnScale<T>;
+    using Real = typename S::Real;
+    if constexpr (Divide)
+        return static_cast<T>(ownRoundScaled<T>(
+            ownCompositeAlphaReal<Op>(static_cast<Real>(a) * S::k(), static_cast<Real>(b) * S::k()) *
+            static_cast<Real>(S::M)));
+    else
+        return static_cast<T>(ownCompositeAlpha<T, Op>(a, b));
+}
+
+// Pixels x0 .. x0 + n - 1 of row y: every colour channel, then the result
+// alpha, each where the mask allows.
+template <class T, int Op, bool Divide, bool Premultiplied>
+void ownCompositeSpan(const OwnCompositeJob& job, const OwnView* views, int y, int x0, int n)
+{
+    constexpr int kSpan = 256;
+    uint32_t a[kSpan];
+    uint32_t b[kSpan];
+    ownAlphaSpan<T>(job, views, y, x0, n, a, b);
     const OwnMaskRow mask = ownMaskRowOf(views, job.mask, y);
-    const OwnAlphaPair<T> alphas{ownLaneOf<const T>(views, job.alphaA, y),
-                                 ownLaneOf<const T>(views, job.alphaB, y), job};
-    const Real k = S::k();
     for (int c = 0; c < job.count; ++c) {
         const OwnLane<const T> srcA = ownLaneOf<const T>(views, job.srcA, y, c);
         const OwnLane<const T> srcB = ownLaneOf<const T>(views, job.srcB, y, c);
         const OwnLane<T> dst = ownLaneOf<T>(views, job.dst, y, c);
-        for (int x = 0; x < width; ++x) {
-            if (!mask[x])
+        for (int i = 0; i < n; ++i) {
+            const int x = x0 + i;
+            if (mask.row && !mask[x])
                 continue;
-            const uint32_t a = alphas.alphaA(x);
-            const uint32_t b = alphas.alphaB(x, a);
-            if constexpr (Divide) {
-                const Real alpha = static_cast<Real>(a) * k;
-                const Real beta = static_cast<Real>(b) * k;
-                Real p = static_cast<Real>(srcA[x]);
-                Real q = static_cast<Real>(srcB[x]);
-                if (!job.premultiplied) {
-                    p *= alpha;
-                    q *= beta;
-                }
-                Real color = ownCompositeColorReal<Op>(p, q, alpha, beta);
-                const Real result = ownCompositeAlphaReal<Op>(alpha, beta);
-                if (result > S::threshold())
-                    color = std::min(color / result, static_cast<Real>(S::M));
-                dst[x] = static_cast<T>(ownRoundScaled<T>(color));
-            } else {
-                const uint32_t ap = job.premultiplied ? srcA[x] : S::m(srcA[x], a);
-                const uint32_t bp = job.premultiplied ? srcB[x] : S::m(srcB[x], b);
-                dst[x] = static_cast<T>(ownCompositeColor<T, Op>(ap, bp, a, b));
-            }
+            dst[x] = ownCompositeSample<T, Op, Divide, Premultiplied>(srcA[x], srcB[x], a[i], b[i]);
         }
     }
     const OwnLane<T> out = ownLaneOf<T>(views, job.alphaDst, y);
-    for (int x = 0; out.row && x < width; ++x) {
-        if (!mask[x])
-            continue;
-        const uint32_t a = alphas.alphaA(x);
-        const uint32_t b = alphas.alphaB(x, a);
-        if constexpr (Divide)
-            out[x] = static_cast<T>(ownRoundScaled<T>(
-                ownCompositeAlphaReal<Op>(static_cast<Real>(a) * k, static_cast<Real>(b) * k) *
-                static_cast<Real>(S::M)));
-        else
-            out[x] = static_cast<T>(ownCompositeAlpha<T, Op>(a, b));
+    for (int i = 0; out.row && i < n; ++i) {
+        if (!mask.row || mask[x0 + i])
+            out[x0 + i] = ownCompositeResult<T, Op, Divide>(a[i], b[i]);
+    }
+}
+
+// Rows outer, channels next, pixels inner, in spans of pixels that are
+// finished, result alpha included, before the next span begins.
+template <class T, int Op, bool Divide, bool Premultiplied>
+void ownCompositeRowsOf(const OwnCompositeJob& job, const OwnView* views, int width, int height)
+{
+    constexpr int kSpan = 256;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; x += kSpan)
+            ownCompositeSpan<T, Op, Divide, Premultiplied>(job, views, y, x, std::min(kSpan, width - x));
     }
 }
 
@@ -382,11 +411,13 @@ void ownCompositeRows(const OwnCompositeJob& job, const OwnView* views, int widt
 {
     ownWithCompositeOp(job.op, [&](auto op) {
         constexpr int Op = decltype(op)::value;
-        for (int y = 0; y < height; ++y) {
-            if (job.divide)
-                ownCompositeRow<T, Op, true>(job, views, width, y);
-            else
-                ownCompositeRow<T, Op, false>(job, views, width, y);
-        }
+        if (job.divide && job.premultiplied)
+            ownCompositeRowsOf<T, Op, true, true>(job, views, width, height);
+        else if (job.divide)
+            ownCompositeRowsOf<T, Op, true, false>(job, views, width, height);
+        else if (job.premultiplied)
+            ownCompositeRowsOf<T, Op, false, true>(job, views, width, height);
+        else
+            ownCompositeRowsOf<T, Op, false, false>(job, views, width, height);
     });
 }

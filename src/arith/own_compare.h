@@ -6,6 +6,8 @@
 #include "../color/own_color.h"
 #include "../core/own_bits.h"
 
+#include <algorithm>
+
 // An image's region and the channels it compares, counted from 1.
 struct OwnCompareRegion {
     int x;
@@ -49,34 +51,114 @@ struct OwnCompareJob {
 // image, and frees the mask. Returns 0 or the failure status it reported.
 ZanStatus ownCompareRun(const OwnCompareJob& job, OwnCompareRoutine routine);
 
-// A sample of a view: pixel x of row y in channel c; bits read as 0 and 1.
+// A sample of a view's row: pixel x in channel c; bits read as 0 and 1.
 template <class T>
-inline T ownCompareSample(const OwnView& view, int x, int y, int c)
+inline T ownCompareSample(const OwnView& view, const char* row, int x, int c)
 {
-    const char* row = view.data + static_cast<std::ptrdiff_t>(y) * view.rowStep;
     if constexpr (std::is_same_v<T, bool>)
         return ownGetBit(reinterpret_cast<const uint8_t*>(row), view.bitOffset + x);
     else
         return *reinterpret_cast<const T*>(row + x * view.pixelStep + c * view.channelStep);
 }
 
-// The comparison routine: in each row, for each pixel whose mask bit is set,
-// the result bit is whether holds(x, y, c) is true for channels 0 .. count-1.
-template <class Holds>
+// Result bits gathered byte by byte: each byte of the row is read once and
+// written once, with only the bits that were set or cleared changed.
+class OwnBitWriter {
+public:
+    OwnBitWriter(uint8_t* row, int bitOffset) : row_(row), position_(bitOffset) {}
+    ~OwnBitWriter() { flush(); }
+    OwnBitWriter(const OwnBitWriter&) = delete;
+    OwnBitWriter& operator=(const OwnBitWriter&) = delete;
+
+    // Writes the bit of pixel x (counted from the row's first bit).
+    void put(int x, bool value)
+    {
+        const int position = position_ + x;
+        if ((position >> 3) != byte_) {
+            flush();
+            byte_ = position >> 3;
+        }
+        const uint8_t bit = static_cast<uint8_t>(0x80u >> (position & 7));
+        written_ |= bit;
+        bits_ |= static_cast<uint8_t>(bit & -static_cast<unsigned>(value));
+    }
+
+private:
+    void flush()
+    {
+        if (written_)
+            row_[byte_] = static_cast<uint8_t>((row_[byte_] & ~written_) | bits_);
+        written_ = 0;
+        bits_ = 0;
+    }
+
+    uint8_t* row_;
+    int position_;
+    int byte_ = 0;
+    uint8_t written_ = 0;
+    uint8_t bits_ = 0;
+};
+
+// One row of the comparison routine; Fixed, when not 0, is the channel count
+// known at compile time.
+template <class T, int N, int Fixed, class Holds>
+void ownCompareRow(const OwnComparePiece& piece, int count, const Holds& holds, int y)
+{
+    auto rowOf = [](const OwnView& view, int y) {
+        return view.data + static_cast<std::ptrdiff_t>(y) * view.rowStep;
+    };
+    const char* src[N];
+    for (int i = 0; i < N; ++i)
+        src[i] = rowOf(piece.src[i], y);
+    const int channels = Fixed ? Fixed : count;
+    // Every channel is compared, without a branch on the outcome.
+    auto pixelHolds = [&](int x) {
+        bool all = true;
+        for (int c = 0; c < channels; ++c) {
+            if constexpr (N == 1)
+                all &= holds(ownCompareSample<T>(piece.src[0], src[0], x, c));
+            else
+                all &= holds(ownCompareSample<T>(piece.src[0], src[0], x, c),
+                             ownCompareSample<T>(piece.src[1], src[1], x, c));
+        }
+        return all;
+    };
+    auto* resRow = reinterpret_cast<uint8_t*>(rowOf(piece.res, y));
+    if (piece.mask.data) {
+        const auto* maskRow = reinterpret_cast<const uint8_t*>(rowOf(piece.mask, y));
+        OwnBitWriter out(resRow, piece.res.bitOffset);
+        for (int x = 0; x < piece.width; ++x) {
+            if (ownGetBit(maskRow, piece.mask.bitOffset + x))
+                out.put(x, pixelHolds(x));
+        }
+        return;
+    }
+    // Without a mask, each byte of the result is gathered whole.
+    for (int x = 0; x < piece.width;) {
+        const int position = piece.res.bitOffset + x;
+        const int first = position & 7;
+        const int n = std::min(8 - first, piece.width - x);
+        unsigned bits = 0;
+        for (int k = 0; k < n; ++k)
+            bits = (bits << 1) | static_cast<unsigned>(pixelHolds(x + k));
+        ownStoreBits(resRow + (position >> 3), static_cast<uint8_t>(bits << (8 - n)), first, n);
+        x += n;
+    }
+}
+
+// The comparison routine over N sources of sample type T: in each row, for
+// each pixel whose mask bit is set, the result bit is whether holds(a) or
+// holds(a, b) is true for all channels 0 .. count-1. One and three channels
+// have forms of their own, which give the same bits.
+template <class T, int N, class Holds>
 void ownCompareRows(const OwnComparePiece& piece, int count, const Holds& holds)
 {
     for (int y = 0; y < piece.height; ++y) {
-        uint8_t* resRow = reinterpret_cast<uint8_t*>(piece.res.data + static_cast<std::ptrdiff_t>(y) * piece.res.rowStep);
-        const uint8_t* maskRow =
-            piece.mask.data ? reinterpret_cast<const uint8_t*>(piece.mask.data + static_cast<std::ptrdiff_t>(y) * piece.mask.rowStep)
-                            : nullptr;
-        for (int x = 0; x < piece.width; ++x) {
-            if (maskRow && !ownGetBit(maskRow, piece.mask.bitOffset + x))
-                continue;
-            bool all = true;
-            for (int c = 0; c < count && all; ++c)
-                all = holds(x, y, c);
-            ownSetBit(resRow, piece.res.bitOffset + x, all);
-        }
+        if (count == 1)
+            ownCompareRow<T, N, 1>(piece, count, holds, y);
+        else if (count == 3)
+            ownCompareRow<T, N, 3>(piece, count, holds, y);
+        else
+            ownCompareRow<T, N, 0>(piece, count, holds, y);
     }
 }
