@@ -6,9 +6,11 @@
 #include "../color/own_color.h"
 #include "../core/own_bits.h"
 #include "../core/own_memory.h"
+#include "own_simd.h"
 
 #include <algorithm>
 #include <bit>
+#include <type_traits>
 #include <cstdint>
 
 // Full scale M, the scaled product m(x, y) = floor(x * y / M) in integers,
@@ -42,59 +44,127 @@ struct OwnScale<uint16_t> {
     }
 };
 
-// A sum saturated at full scale.
+// The integer arithmetic of a depth over one value: m, the saturated sum
+// and the complement M - x.
 template <class T>
-inline uint32_t ownScaleSum(uint32_t x, uint32_t y)
-{
-    return std::min(x + y, OwnScale<T>::M);
-}
+struct OwnScalarMath {
+    using V = uint32_t;
+    static V m(V x, V y) { return OwnScale<T>::m(x, y); }
+    static V sum(V x, V y) { return std::min(x + y, OwnScale<T>::M); }
+    static V complement(V x) { return OwnScale<T>::M - x; }
+};
+
+#if OWN_HAVE_SSE2
+// The same arithmetic over eight 16-bit lanes. At 8 bits the product and
+// (v + (v >> 8) + 1) fit a lane; at 16 bits m is the high half h of the
+// product, plus 1 when the low half l and h reach 65535 together.
+template <class T>
+struct OwnPackedMath;
+
+template <>
+struct OwnPackedMath<uint8_t> {
+    using V = __m128i;
+    static V m(V x, V y)
+    {
+        const V v = _mm_mullo_epi16(x, y);
+        return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(v, _mm_srli_epi16(v, 8)), _mm_set1_epi16(1)), 8);
+    }
+    static V sum(V x, V y) { return _mm_min_epi16(_mm_add_epi16(x, y), _mm_set1_epi16(255)); }
+    static V complement(V x) { return _mm_sub_epi16(_mm_set1_epi16(255), x); }
+};
+
+template <>
+struct OwnPackedMath<uint16_t> {
+    using V = __m128i;
+    static V m(V x, V y)
+    {
+        const V high = _mm_mulhi_epu16(x, y);
+        const V low = _mm_mullo_epi16(x, y);
+        const V carry = _mm_cmpeq_epi16(_mm_adds_epu16(low, high), _mm_set1_epi16(-1));
+        return _mm_sub_epi16(high, carry);
+    }
+    static V sum(V x, V y) { return _mm_adds_epu16(x, y); }
+    static V complement(V x) { return _mm_xor_si128(x, _mm_set1_epi16(-1)); }
+};
+#endif
 
 // The composite operators by their codes.
 enum OwnCompositeOp { OWN_OVER = 0, OWN_IN, OWN_OUT, OWN_ATOP, OWN_XOR, OWN_PLUS };
 
-// Colour and result alpha of an operator on the integer path, from the
-// premultiplied colours ap, bp and the alphas a, b.
-template <class T, int Op>
-inline uint32_t ownCompositeColor(uint32_t ap, uint32_t bp, uint32_t a, uint32_t b)
+// Colour of an operator on the integer path, from the premultiplied
+// colours ap, bp and the alphas a, b, in the arithmetic of Math.
+template <class Math, int Op, class V = typename Math::V>
+inline V ownCompositeColor(std::type_identity_t<V> ap, std::type_identity_t<V> bp, std::type_identity_t<V> a,
+                           std::type_identity_t<V> b)
 {
-    using S = OwnScale<T>;
-    constexpr uint32_t M = S::M;
     if constexpr (Op == OWN_OVER)
-        return ownScaleSum<T>(ap, S::m(M - a, bp));
+        return Math::sum(ap, Math::m(Math::complement(a), bp));
     else if constexpr (Op == OWN_IN)
-        return S::m(ap, b);
+        return Math::m(ap, b);
     else if constexpr (Op == OWN_OUT)
-        return S::m(ap, M - b);
+        return Math::m(ap, Math::complement(b));
     else if constexpr (Op == OWN_ATOP)
-        return ownScaleSum<T>(S::m(ap, b), S::m(M - a, bp));
+        return Math::sum(Math::m(ap, b), Math::m(Math::complement(a), bp));
     else if constexpr (Op == OWN_XOR)
-        return ownScaleSum<T>(S::m(ap, M - b), S::m(M - a, bp));
+        return Math::sum(Math::m(ap, Math::complement(b)), Math::m(Math::complement(a), bp));
     else
-        return ownScaleSum<T>(ap, bp);
+        return Math::sum(ap, bp);
 }
 
-template <class T, int Op>
-inline uint32_t ownCompositeAlpha(uint32_t a, uint32_t b)
+// The result alpha is the colour formula over the alphas themselves, save
+// under ATOP, whose result is b.
+template <class Math, int Op, class V = typename Math::V>
+inline V ownCompositeAlpha(std::type_identity_t<V> a, std::type_identity_t<V> b)
 {
-    using S = OwnScale<T>;
-    constexpr uint32_t M = S::M;
-    if constexpr (Op == OWN_OVER)
-        return ownScaleSum<T>(a, S::m(M - a, b));
-    else if constexpr (Op == OWN_IN)
-        return S::m(a, b);
-    else if constexpr (Op == OWN_OUT)
-        return S::m(a, M - b);
-    else if constexpr (Op == OWN_ATOP)
+    if constexpr (Op == OWN_ATOP)
         return b;
-    else if constexpr (Op == OWN_XOR)
-        return ownScaleSum<T>(S::m(a, M - b), S::m(M - a, b));
     else
-        return ownScaleSum<T>(a, b);
+        return ownCompositeColor<Math, Op>(a, b, a, b);
 }
 
-// Colour C and result R of an operator on the floating path, from the
-// colours p, q (times their alphas unless premultiplied) and the alphas as
-// fractions.
+// The colours (or, with no colours, the result alphas) of n pixels on the
+// integer path from contiguous runs: eight lanes at a time where SSE2 is
+// there, the rest one by one.
+template <class T, int Op, bool Premultiplied>
+void ownCompositeRun(uint16_t* out, const uint16_t* colorA, const uint16_t* colorB, const uint16_t* a,
+                     const uint16_t* b, int n)
+{
+    int i = 0;
+#if OWN_HAVE_SSE2
+    using P = OwnPackedMath<T>;
+    for (; i + 8 <= n; i += 8) {
+        const __m128i va = ownLoad(a + i);
+        const __m128i vb = ownLoad(b + i);
+        __m128i result;
+        if (!colorA) {
+            result = ownCompositeAlpha<P, Op>(va, vb);
+        } else {
+            __m128i ap = ownLoad(colorA + i);
+            __m128i bp = ownLoad(colorB + i);
+            if constexpr (!Premultiplied) {
+                ap = P::m(ap, va);
+                bp = P::m(bp, vb);
+            }
+            result = ownCompositeColor<P, Op>(ap, bp, va, vb);
+        }
+        ownStore(out + i, result);
+    }
+#endif
+    using S = OwnScalarMath<T>;
+    for (; i < n; ++i) {
+        if (!colorA) {
+            out[i] = static_cast<uint16_t>(ownCompositeAlpha<S, Op>(a[i], b[i]));
+            continue;
+        }
+        const uint32_t ap = Premultiplied ? colorA[i] : S::m(colorA[i], a[i]);
+        const uint32_t bp = Premultiplied ? colorB[i] : S::m(colorB[i], b[i]);
+        out[i] = static_cast<uint16_t>(ownCompositeColor<S, Op>(ap, bp, a[i], b[i]));
+    }
+}
+
+// Colour C of an operator on the floating path, from the colours p, q
+// (times their alphas unless premultiplied) and the alphas as fractions,
+// and its result R.
 template <int Op, class Real>
 inline Real ownCompositeColorReal(Real p, Real q, Real alpha, Real beta)
 {
@@ -115,18 +185,10 @@ inline Real ownCompositeColorReal(Real p, Real q, Real alpha, Real beta)
 template <int Op, class Real>
 inline Real ownCompositeAlphaReal(Real alpha, Real beta)
 {
-    if constexpr (Op == OWN_OVER)
-        return alpha + (1 - alpha) * beta;
-    else if constexpr (Op == OWN_IN)
-        return alpha * beta;
-    else if constexpr (Op == OWN_OUT)
-        return alpha * (1 - beta);
-    else if constexpr (Op == OWN_ATOP)
+    if constexpr (Op == OWN_ATOP)
         return beta;
-    else if constexpr (Op == OWN_XOR)
-        return (1 - alpha) * beta + (1 - beta) * alpha;
     else
-        return alpha + beta;
+        return ownCompositeColorReal<Op>(alpha, beta, alpha, beta);
 }
 
 // A non-negative value below 2 to the 32nd rounded to the nearest integer,
@@ -267,6 +329,35 @@ struct OwnScaleJob {
     int mask;
 };
 
+// m(a, b) of a contiguous run, b a run or (null) the constant, in whole
+// blocks of 16 bytes; returns the values done.
+template <class T>
+int ownScalePacked(T* d, const T* a, const T* b, uint32_t constant, int n)
+{
+    int i = 0;
+#if OWN_HAVE_SSE2
+    using P = OwnPackedMath<T>;
+    constexpr int lanes = 16 / static_cast<int>(sizeof(T));
+    const __m128i fixed = sizeof(T) == 1 ? _mm_set1_epi8(static_cast<char>(constant))
+                                         : _mm_set1_epi16(static_cast<short>(constant));
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + lanes <= n; i += lanes) {
+        const __m128i va = ownLoad(a + i);
+        const __m128i vb = b ? ownLoad(b + i) : fixed;
+        if constexpr (sizeof(T) == 1) {
+            const __m128i low = P::m(_mm_unpacklo_epi8(va, zero), _mm_unpacklo_epi8(vb, zero));
+            const __m128i high = P::m(_mm_unpackhi_epi8(va, zero), _mm_unpackhi_epi8(vb, zero));
+            ownStore(d + i, _mm_packus_epi16(low, high));
+        } else {
+            ownStore(d + i, P::m(va, vb));
+        }
+    }
+#else
+    (void)d, (void)a, (void)b, (void)constant, (void)n;
+#endif
+    return i;
+}
+
 template <class T>
 void ownScaleRows(const OwnScaleJob& job, const OwnView* views, int width, int height)
 {
@@ -276,7 +367,10 @@ void ownScaleRows(const OwnScaleJob& job, const OwnView* views, int width, int h
             const OwnLane<const T> a = ownLaneOf<const T>(views, job.a, y, c);
             const OwnLane<const T> b = ownLaneOf<const T>(views, job.b, y, job.alphaB ? 0 : c);
             const OwnLane<T> d = ownLaneOf<T>(views, job.dst, y, c);
-            for (int x = 0; x < width; ++x) {
+            int x = 0;
+            if (!mask.row && a.stride == 1 && d.stride == 1 && (!b.row || b.stride == 1))
+                x = ownScalePacked<T>(&d[0], &a[0], b.row ? &b[0] : nullptr, job.b.constant, width);
+            for (; x < width; ++x) {
                 if (!mask[x])
                     continue;
                 const uint32_t scale = b.row ? b[x] : job.b.constant;
@@ -310,87 +404,97 @@ struct OwnCompositeJob {
 // The alphas a and b of pixels x0 .. x0 + n - 1 of row y: from a channel,
 // a constant, or b as M - a.
 template <class T>
-void ownAlphaSpan(const OwnCompositeJob& job, const OwnView* views, int y, int x0, int n, uint32_t* a,
-                  uint32_t* b)
+void ownAlphaSpan(const OwnCompositeJob& job, const OwnView* views, int y, int x0, int n, uint16_t* a,
+                  uint16_t* b)
 {
     const OwnLane<const T> laneA = ownLaneOf<const T>(views, job.alphaA, y);
     const OwnLane<const T> laneB = ownLaneOf<const T>(views, job.alphaB, y);
     for (int i = 0; i < n; ++i)
-        a[i] = laneA.row ? laneA[x0 + i] : job.alphaA.constant;
+        a[i] = static_cast<uint16_t>(laneA.row ? laneA[x0 + i] : job.alphaA.constant);
     for (int i = 0; i < n; ++i) {
         if (job.alphaB.kind == OwnAlphaOperand::kComplement)
-            b[i] = OwnScale<T>::M - a[i];
+            b[i] = static_cast<uint16_t>(OwnScale<T>::M - a[i]);
         else
-            b[i] = laneB.row ? laneB[x0 + i] : job.alphaB.constant;
+            b[i] = static_cast<uint16_t>(laneB.row ? laneB[x0 + i] : job.alphaB.constant);
     }
 }
 
-// One colour sample of a composite from the colours and alphas.
-template <class T, int Op, bool Divide, bool Premultiplied>
-inline T ownCompositeSample(uint32_t colorA, uint32_t colorB, uint32_t a, uint32_t b)
+// One colour sample and the result alpha of a composite on the floating path.
+template <class T, int Op, bool Premultiplied>
+inline T ownCompositeSampleReal(uint32_t colorA, uint32_t colorB, uint32_t a, uint32_t b)
 {
     using S = OwnScale<T>;
     using Real = typename S::Real;
-    if constexpr (Divide) {
-        const Real alpha = static_cast<Real>(a) * S::k();
-        const Real beta = static_cast<Real>(b) * S::k();
-        Real p = static_cast<Real>(colorA);
-        Real q = static_cast<Real>(colorB);
-        if constexpr (!Premultiplied) {
-            p *= alpha;
-            q *= beta;
-        }
-        Real color = ownCompositeColorReal<Op>(p, q, alpha, beta);
-        const Real result = ownCompositeAlphaReal<Op>(alpha, beta);
-        if (result > S::threshold())
-            color = std::min(color / result, static_cast<Real>(S::M));
-        return static_cast<T>(ownRoundScaled<T>(color));
-    } else {
-        const uint32_t ap = Premultiplied ? colorA : S::m(colorA, a);
-        const uint32_t bp = Premultiplied ? colorB : S::m(colorB, b);
-        return static_cast<T>(ownCompositeColor<T, Op>(ap, bp, a, b));
+    const Real alpha = static_cast<Real>(a) * S::k();
+    const Real beta = static_cast<Real>(b) * S::k();
+    Real p = static_cast<Real>(colorA);
+    Real q = static_cast<Real>(colorB);
+    if constexpr (!Premultiplied) {
+        p *= alpha;
+        q *= beta;
     }
+    Real color = ownCompositeColorReal<Op>(p, q, alpha, beta);
+    const Real result = ownCompositeAlphaReal<Op>(alpha, beta);
+    if (result > S::threshold())
+        color = std::min(color / result, static_cast<Real>(S::M));
+    return static_cast<T>(ownRoundScaled<T>(color));
 }
 
-// The result alpha of a composite.
-template <class T, int Op, bool Divide>
-inline T ownCompositeResult(uint32_t a, uint32_t b)
+template <class T, int Op>
+inline T ownCompositeResultReal(uint32_t a, uint32_t b)
 {
     using S = OwnScale<T>;
     using Real = typename S::Real;
-    if constexpr (Divide)
-        return static_cast<T>(ownRoundScaled<T>(
-            ownCompositeAlphaReal<Op>(static_cast<Real>(a) * S::k(), static_cast<Real>(b) * S::k()) *
-            static_cast<Real>(S::M)));
-    else
-        return static_cast<T>(ownCompositeAlpha<T, Op>(a, b));
+    return static_cast<T>(ownRoundScaled<T>(
+        ownCompositeAlphaReal<Op>(static_cast<Real>(a) * S::k(), static_cast<Real>(b) * S::k()) *
+        static_cast<Real>(S::M)));
 }
 
 // Pixels x0 .. x0 + n - 1 of row y: every colour channel, then the result
-// alpha, each where the mask allows.
+// alpha, each where the mask allows. The integer path gathers each channel
+// into a contiguous run and computes it with ownCompositeRun.
 template <class T, int Op, bool Divide, bool Premultiplied>
 void ownCompositeSpan(const OwnCompositeJob& job, const OwnView* views, int y, int x0, int n)
 {
     constexpr int kSpan = 256;
-    uint32_t a[kSpan];
-    uint32_t b[kSpan];
+    alignas(16) uint16_t a[kSpan];
+    alignas(16) uint16_t b[kSpan];
+    alignas(16) uint16_t colorA[kSpan];
+    alignas(16) uint16_t colorB[kSpan];
+    alignas(16) uint16_t out[kSpan];
     ownAlphaSpan<T>(job, views, y, x0, n, a, b);
     const OwnMaskRow mask = ownMaskRowOf(views, job.mask, y);
+    auto store = [&](const OwnLane<T>& lane, auto value) {
+        for (int i = 0; i < n; ++i) {
+            if (!mask.row || mask[x0 + i])
+                lane[x0 + i] = static_cast<T>(value(i));
+        }
+    };
     for (int c = 0; c < job.count; ++c) {
         const OwnLane<const T> srcA = ownLaneOf<const T>(views, job.srcA, y, c);
         const OwnLane<const T> srcB = ownLaneOf<const T>(views, job.srcB, y, c);
         const OwnLane<T> dst = ownLaneOf<T>(views, job.dst, y, c);
-        for (int i = 0; i < n; ++i) {
-            const int x = x0 + i;
-            if (mask.row && !mask[x])
-                continue;
-            dst[x] = ownCompositeSample<T, Op, Divide, Premultiplied>(srcA[x], srcB[x], a[i], b[i]);
+        if constexpr (Divide) {
+            store(dst, [&](int i) {
+                return ownCompositeSampleReal<T, Op, Premultiplied>(srcA[x0 + i], srcB[x0 + i], a[i], b[i]);
+            });
+        } else {
+            for (int i = 0; i < n; ++i) {
+                colorA[i] = srcA[x0 + i];
+                colorB[i] = srcB[x0 + i];
+            }
+            ownCompositeRun<T, Op, Premultiplied>(out, colorA, colorB, a, b, n);
+            store(dst, [&](int i) { return out[i]; });
         }
     }
-    const OwnLane<T> out = ownLaneOf<T>(views, job.alphaDst, y);
-    for (int i = 0; out.row && i < n; ++i) {
-        if (!mask.row || mask[x0 + i])
-            out[x0 + i] = ownCompositeResult<T, Op, Divide>(a[i], b[i]);
+    const OwnLane<T> result = ownLaneOf<T>(views, job.alphaDst, y);
+    if (!result.row)
+        return;
+    if constexpr (Divide) {
+        store(result, [&](int i) { return ownCompositeResultReal<T, Op>(a[i], b[i]); });
+    } else {
+        ownCompositeRun<T, Op, Premultiplied>(out, nullptr, nullptr, a, b, n);
+        store(result, [&](int i) { return out[i]; });
     }
 }
 

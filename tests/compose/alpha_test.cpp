@@ -2,12 +2,15 @@
 // against references written from their arithmetic.
 #include "compose_util.h"
 
+#include "arith/own_alpha.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <functional>
 #include <cmath>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -189,6 +192,46 @@ TEST(AlphaComposite, EveryOperatorMatchesItsFormulaOverAllAlphas)
                         }
                 }
     }
+}
+
+// The run kernel of the integer path, packed lanes and scalar tail, against
+// the formulas at every length up to 41 and every operator.
+template <class T, int Op, bool Premul>
+void checkRun(std::mt19937& rng)
+{
+    const Composite k{Op, Premul, false, sizeof(T) == 1 ? ZAN_DEPTH_8U : ZAN_DEPTH_16U};
+    const uint32_t M = fullOf(k.depth);
+    for (int n = 1; n <= 41; ++n) {
+        alignas(16) uint16_t A[48], B[48], a[48], b[48], out[48];
+        for (int i = 0; i < n; ++i) {
+            A[i] = static_cast<uint16_t>(rng() % (M + 1));
+            B[i] = static_cast<uint16_t>(rng() % (M + 1));
+            a[i] = static_cast<uint16_t>(i % 5 == 0 ? M : i % 7 == 0 ? 0 : rng() % (M + 1));
+            b[i] = static_cast<uint16_t>(i % 3 == 0 ? M : rng() % (M + 1));
+        }
+        ownCompositeRun<T, Op, Premul>(out, A, B, a, b, n);
+        for (int i = 0; i < n; ++i)
+            ASSERT_EQ(out[i], integerColor(k, A[i], B[i], a[i], b[i])) << describe(k) << " n " << n << " i " << i;
+        ownCompositeRun<T, Op, Premul>(out, nullptr, nullptr, a, b, n);
+        for (int i = 0; i < n; ++i)
+            ASSERT_EQ(out[i], integerAlpha(k, a[i], b[i])) << describe(k) << " n " << n << " i " << i;
+    }
+}
+
+template <class T>
+void checkRuns(std::mt19937& rng)
+{
+    [&]<int... Op>(std::integer_sequence<int, Op...>) {
+        (checkRun<T, Op, false>(rng), ...);
+        (checkRun<T, Op, true>(rng), ...);
+    }(std::make_integer_sequence<int, 6>{});
+}
+
+TEST(CompositeRun, PackedLanesAndTailMatchTheFormulas)
+{
+    std::mt19937 rng(47);
+    checkRuns<uint8_t>(rng);
+    checkRuns<uint16_t>(rng);
 }
 
 // A random composite: shapes, orders, ROIs, COIs, masks, tiles and alpha
