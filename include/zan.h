@@ -307,9 +307,49 @@ ZAN_API void zanSquare(const ZanImage* srcImage, ZanImage* dstImage);
 /* Comparison                                                               */
 /* ------------------------------------------------------------------------ */
 
+/*
+ * Each writes a 1-bit result: a bit is 1 where the relation holds for every
+ * processed channel of the pixel. Bits outside the processed region, and
+ * under a mask bit of 0, keep their value. Each returns 0 or a failure status.
+ */
+ZAN_API ZanStatus zanLess(const ZanImage* img1, const ZanImage* img2, ZanImage* res);
+ZAN_API ZanStatus zanGreater(const ZanImage* img1, const ZanImage* img2, ZanImage* res);
+ZAN_API ZanStatus zanEqual(const ZanImage* img1, const ZanImage* img2, ZanImage* res);
+ZAN_API ZanStatus zanEqualFPEps(const ZanImage* img1, const ZanImage* img2, ZanImage* res, float eps);
+ZAN_API ZanStatus zanLessS(const ZanImage* img, int value, ZanImage* res);
+ZAN_API ZanStatus zanGreaterS(const ZanImage* img, int value, ZanImage* res);
+ZAN_API ZanStatus zanEqualS(const ZanImage* img, int value, ZanImage* res);
+ZAN_API ZanStatus zanLessSFP(const ZanImage* img, float value, ZanImage* res);
+ZAN_API ZanStatus zanGreaterSFP(const ZanImage* img, float value, ZanImage* res);
+ZAN_API ZanStatus zanEqualSFP(const ZanImage* img, float value, ZanImage* res);
+ZAN_API ZanStatus zanEqualSFPEps(const ZanImage* img, float value, ZanImage* res, float eps);
+
 /* ------------------------------------------------------------------------ */
 /* Alpha composition                                                        */
 /* ------------------------------------------------------------------------ */
+
+/* Operators of zanAlphaComposite and zanAlphaCompositeC. */
+#define ZAN_COMPOSITE_OVER 0
+#define ZAN_COMPOSITE_IN   1
+#define ZAN_COMPOSITE_OUT  2
+#define ZAN_COMPOSITE_ATOP 3
+#define ZAN_COMPOSITE_XOR  4
+#define ZAN_COMPOSITE_PLUS 5
+
+/*
+ * Samples of 8U and 16U images taken as fractions of full scale. Products
+ * are floor(x * y / M) with M the full scale; sums saturate at M.
+ */
+ZAN_API void zanMultiplyScale(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage);
+ZAN_API void zanMultiplySScale(const ZanImage* srcImage, ZanImage* dstImage, int scaleValue);
+ZAN_API void zanPreMultiplyAlpha(ZanImage* image, int alphaValue);
+ZAN_API void zanAlphaComposite(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage,
+                               int compositeType, const ZanImage* alphaImageA,
+                               const ZanImage* alphaImageB, ZanImage* alphaImageDst, int premulAlpha,
+                               int divideMode);
+ZAN_API void zanAlphaCompositeC(const ZanImage* srcImageA, const ZanImage* srcImageB, ZanImage* dstImage,
+                                int compositeType, int alphaA, int alphaB, int premulAlpha,
+                                int divideMode);
 
 /* ------------------------------------------------------------------------ */
 /* Colour models                                                            */
