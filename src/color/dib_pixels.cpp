@@ -189,9 +189,24 @@ inline T fromByte(uint8_t v)
     return static_cast<T>(sizeof(T) == 1 ? v : v * 256);
 }
 
+// True when the channels of a pixel lie side by side and pixels follow one
+// another: the row is one array of samples.
+template <class T, int N>
+bool packedRow(const OwnView& view)
+{
+    return view.channelStep == sizeof(T) && view.pixelStep == N * sizeof(T);
+}
+
 template <class T, int N>
 void readImage(const OwnView& view, int y, uint8_t* records, int width)
 {
+    if (N > 1 && packedRow<T, N>(view)) {
+        const T* row = ownRowAt<const T>(view, y, 0);
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < N; ++c)
+                records[4 * x + c] = toByte(row[N * x + c]);
+        return;
+    }
     const T* rows[N];
     for (int c = 0; c < N; ++c)
         rows[c] = ownRowAt<const T>(view, y, c);
@@ -218,6 +233,13 @@ void readImageBits(const OwnView& view, int y, uint8_t* records, int width)
 template <class T, int N>
 void writeImage(const OwnView& view, int y, const uint8_t* records, int width)
 {
+    if (N > 1 && packedRow<T, N>(view)) {
+        T* row = ownRowAt<T>(view, y, 0);
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < N; ++c)
+                row[N * x + c] = fromByte<T>(records[4 * x + c]);
+        return;
+    }
     T* rows[N];
     for (int c = 0; c < N; ++c)
         rows[c] = ownRowAt<T>(view, y, c);

@@ -183,10 +183,11 @@ private:
         if (!fits(n))
             return false;
         uint8_t* row = currentRow();
-        for (int i = 0; i < n; ++i) {
-            const uint8_t pixel = shape_.nibbles ? ((i & 1) ? value & 0x0F : value >> 4) : value;
-            storePixel(row, col_ + i, pixel, shape_.nibbles);
-        }
+        if (shape_.nibbles)
+            for (int i = 0; i < n; ++i)
+                storePixel(row, col_ + i, (i & 1) ? value & 0x0F : value >> 4, true);
+        else
+            std::memset(row + col_, value, static_cast<std::size_t>(n));
         col_ += n;
         return true;
     }
@@ -198,8 +199,11 @@ private:
             return false;
         const uint8_t* packed = in.take(bytes);
         uint8_t* row = currentRow();
-        for (int i = 0; i < n; ++i)
-            storePixel(row, col_ + i, pixelAt(packed, i, shape_.nibbles), shape_.nibbles);
+        if (shape_.nibbles)
+            for (int i = 0; i < n; ++i)
+                storePixel(row, col_ + i, pixelAt(packed, i, true), true);
+        else
+            std::memcpy(row + col_, packed, bytes);
         col_ += n;
         in.alignToWord();
         return true;
