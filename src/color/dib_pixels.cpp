@@ -414,6 +414,13 @@ OwnDIBRows ownDIBRows(const BITMAPINFOHEADER* dib, const ZanImage* image)
                       image->origin == ZAN_ORIGIN_BOTTOM_LEFT};
 }
 
+ZanStatus ownDIBFinish(OwnSite site, bool failed)
+{
+    if (failed && zanGetErrStatus() >= 0)
+        OWN_REPORT(site, ZAN_STATUS_INTERNAL, "");
+    return zanGetErrStatus() < 0 ? zanGetErrStatus() : ZAN_STATUS_OK;
+}
+
 int ownDIBRefusal(OwnSite site, const OwnDIBTest* tests, std::size_t count)
 {
     for (std::size_t i = 0; i < count; ++i) {
