@@ -228,23 +228,6 @@ TEST(MedianCut, ColourSplitsTheLongestAxisIntoMeans)
     EXPECT_EQ(paletteOf(dib, 2), (std::vector<Entry>{{mean, 0, 0}, {0, 0, mean}}));
 }
 
-TEST(MedianCut, ManyColoursFillEveryEntryWithADistinctMean)
-{
-    std::mt19937 rng(5);
-    std::vector<std::array<int, 3>> pixels(500);
-    for (auto& p : pixels)
-        p = {int(rng() % 256), int(rng() % 256), int(rng() % 256)};
-    const zt::Image image = imageOf(pixels, "RGB");
-    dt::Dib dib(dt::makeHeader(500, 1, 4));
-    ASSERT_EQ(ownMedianCutPalette(dib.header(), image.get()), 1);
-    EXPECT_EQ(dib.header()->biClrUsed, 16u);
-    const std::vector<Entry> palette = paletteOf(dib, 16);
-    EXPECT_EQ(std::set<Entry>(palette.begin(), palette.end()).size(), 16u);
-    for (const Entry& e : palette)
-        for (int v : e)
-            EXPECT_LE(v, 252);
-}
-
 TEST(MedianCut, BitonalImagesAndRefusals)
 {
     const zt::Image bits = zt::makeImage(zt::Shape{ZAN_DEPTH_1U, 1, 9, 2});
