@@ -215,6 +215,19 @@ TEST(MedianCut, GraySplitsAtTheNearerSideOfTheMedian)
     }
 }
 
+TEST(MedianCut, NoMoreEntriesThanThePaletteHolds)
+{
+    // An 8-bit DIB with room for two entries cuts as a 1-bit one would.
+    const zt::Image image = grayOf({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    dt::Dib dib(dt::makeHeader(10, 1, 8, BI_RGB, 2));
+    ASSERT_EQ(ownMedianCutPalette(dib.header(), image.get()), 1);
+    EXPECT_EQ(dib.header()->biClrUsed, 2u);
+    EXPECT_EQ(paletteOf(dib, 2), (std::vector<Entry>{{2, 2, 2}, {7, 7, 7}}));
+    dt::Dib single(dt::makeHeader(10, 1, 1, BI_RGB, 1));
+    const zt::Image bits = zt::makeImage(zt::Shape{ZAN_DEPTH_1U, 1, 10, 1});
+    EXPECT_EQ(ownMedianCutPalette(single.header(), bits.get()), 0);
+}
+
 TEST(MedianCut, ColourSplitsTheLongestAxisIntoMeans)
 {
     // Two reds and two blues in four cells: red and blue both span 64 cells,
