@@ -40,9 +40,10 @@ zb::Image bgrImage()
     return image;
 }
 
-void BM_ConvertFromDIB_24(benchmark::State& state)
+// Times zanConvertFromDIB of a bottom-up DIB of `bits` into a BGR image.
+void fromDibBench(benchmark::State& state, int bits)
 {
-    DibBlock dib = makeDib(24, BI_RGB, 0);
+    DibBlock dib = makeDib(bits, BI_RGB, 0);
     zb::Image image = bgrImage();
     for (auto _ : state) {
         zanConvertFromDIB(dib.header(), image.get());
@@ -50,7 +51,35 @@ void BM_ConvertFromDIB_24(benchmark::State& state)
     }
     zb::setBytes(state, image.get(), 2);
 }
+
+// The same rows through a plain loop: convertRow(dibRow, imageRow).
+template <class ConvertRow>
+void scalarFromDibBench(benchmark::State& state, int bits, ConvertRow convertRow)
+{
+    DibBlock dib = makeDib(bits, BI_RGB, 0);
+    zb::Image image = bgrImage();
+    const int64_t step = dibRowBytes(kSide, bits);
+    for (auto _ : state) {
+        const uint8_t* pixels = dib.palette();
+        for (int y = 0; y < kSide; ++y)
+            convertRow(pixels + (kSide - 1 - y) * step,
+                       reinterpret_cast<uint8_t*>(image->imageData + int64_t{y} * image->widthStep));
+        benchmark::ClobberMemory();
+    }
+    zb::setBytes(state, image.get(), 2);
+}
+
+void BM_ConvertFromDIB_24(benchmark::State& state) { fromDibBench(state, 24); }
 BENCHMARK(BM_ConvertFromDIB_24)->Unit(benchmark::kMillisecond);
+
+void BM_ScalarFromDIB_24(benchmark::State& state)
+{
+    scalarFromDibBench(state, 24, [](const uint8_t* s, uint8_t* d) {
+        for (int x = 0; x < 3 * kSide; ++x)
+            d[x] = s[x];
+    });
+}
+BENCHMARK(BM_ScalarFromDIB_24)->Unit(benchmark::kMillisecond);
 
 void BM_ConvertToDIB_24(benchmark::State& state)
 {
@@ -64,59 +93,20 @@ void BM_ConvertToDIB_24(benchmark::State& state)
 }
 BENCHMARK(BM_ConvertToDIB_24)->Unit(benchmark::kMillisecond);
 
-// The bottom-up 24-bit rows into a top-down BGR image as a plain loop.
-void BM_ScalarFromDIB_24(benchmark::State& state)
-{
-    DibBlock dib = makeDib(24, BI_RGB, 0);
-    zb::Image image = bgrImage();
-    const int64_t step = dibRowBytes(kSide, 24);
-    for (auto _ : state) {
-        const uint8_t* pixels = dib.palette();
-        for (int y = 0; y < kSide; ++y) {
-            const uint8_t* s = pixels + (kSide - 1 - y) * step;
-            auto* d = reinterpret_cast<uint8_t*>(image->imageData + int64_t{y} * image->widthStep);
-            for (int x = 0; x < 3 * kSide; ++x)
-                d[x] = s[x];
-        }
-        benchmark::ClobberMemory();
-    }
-    zb::setBytes(state, image.get(), 2);
-}
-BENCHMARK(BM_ScalarFromDIB_24)->Unit(benchmark::kMillisecond);
-
-void BM_ConvertFromDIB_16(benchmark::State& state)
-{
-    DibBlock dib = makeDib(16, BI_RGB, 0);
-    zb::Image image = bgrImage();
-    for (auto _ : state) {
-        zanConvertFromDIB(dib.header(), image.get());
-        benchmark::ClobberMemory();
-    }
-    zb::setBytes(state, image.get(), 2);
-}
+void BM_ConvertFromDIB_16(benchmark::State& state) { fromDibBench(state, 16); }
 BENCHMARK(BM_ConvertFromDIB_16)->Unit(benchmark::kMillisecond);
 
-// 5-5-5 words into bytes as a plain loop.
+// 5-5-5 words into bytes.
 void BM_ScalarFromDIB_16(benchmark::State& state)
 {
-    DibBlock dib = makeDib(16, BI_RGB, 0);
-    zb::Image image = bgrImage();
-    const int64_t step = dibRowBytes(kSide, 16);
-    for (auto _ : state) {
-        const uint8_t* pixels = dib.palette();
-        for (int y = 0; y < kSide; ++y) {
-            const uint8_t* s = pixels + (kSide - 1 - y) * step;
-            auto* d = reinterpret_cast<uint8_t*>(image->imageData + int64_t{y} * image->widthStep);
-            for (int x = 0; x < kSide; ++x) {
-                const unsigned w = s[2 * x] | unsigned{s[2 * x + 1]} << 8;
-                d[3 * x] = static_cast<uint8_t>((w & 0x1F) << 3);
-                d[3 * x + 1] = static_cast<uint8_t>((w >> 5 & 0x1F) << 3);
-                d[3 * x + 2] = static_cast<uint8_t>((w >> 10 & 0x1F) << 3);
-            }
+    scalarFromDibBench(state, 16, [](const uint8_t* s, uint8_t* d) {
+        for (int x = 0; x < kSide; ++x) {
+            const unsigned w = s[2 * x] | unsigned{s[2 * x + 1]} << 8;
+            d[3 * x] = static_cast<uint8_t>((w & 0x1F) << 3);
+            d[3 * x + 1] = static_cast<uint8_t>((w >> 5 & 0x1F) << 3);
+            d[3 * x + 2] = static_cast<uint8_t>((w >> 10 & 0x1F) << 3);
         }
-        benchmark::ClobberMemory();
-    }
-    zb::setBytes(state, image.get(), 2);
+    });
 }
 BENCHMARK(BM_ScalarFromDIB_16)->Unit(benchmark::kMillisecond);
 
