@@ -98,8 +98,15 @@ void readPacked16(const OwnDIBFormat& format, const uint8_t* row, uint8_t* recor
 
 void readBytes24(const OwnDIBFormat&, const uint8_t* row, uint8_t* records, int width)
 {
-    for (int x = 0; x < width; ++x)
-        std::memcpy(records + 4 * x, row + 3 * x, 3);
+    // Whole words but for the last pixel, whose fourth byte may lie past the
+    // block; byte 3 of each record stays 0.
+    for (int x = 0; x + 1 < width; ++x) {
+        uint32_t word;
+        std::memcpy(&word, row + 3 * x, 4);
+        word &= 0x00FFFFFFu;
+        std::memcpy(records + 4 * x, &word, 4);
+    }
+    std::memcpy(records + 4 * (width - 1), row + 3 * (width - 1), 3);
 }
 
 void readPacked32(const OwnDIBFormat& format, const uint8_t* row, uint8_t* records, int width)
