@@ -455,6 +455,73 @@ ZAN_API void zanHistoEqualize(const ZanImage* srcImage, ZanImage* dstImage, ZanL
 /* DIB interchange, RLE and palettes                                        */
 /* ------------------------------------------------------------------------ */
 
+/*
+ * The device-independent bitmap header of the Windows platform, with its
+ * published layout: 40 bytes, little-endian, no padding. Packed to one byte so
+ * that it may be read in place from a file buffer at any offset.
+ */
+#if !defined(_WINGDI_)
+#pragma pack(push, 1)
+typedef struct tagBITMAPINFOHEADER {
+    uint32_t biSize;
+    int32_t biWidth;
+    int32_t biHeight;
+    uint16_t biPlanes;
+    uint16_t biBitCount;
+    uint32_t biCompression;
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} BITMAPINFOHEADER;
+#pragma pack(pop)
+typedef char zanBitmapInfoHeaderIs40Bytes[(sizeof(BITMAPINFOHEADER) == 40) ? 1 : -1];
+#endif
+
+/* Compression codes of biCompression. */
+#ifndef BI_RGB
+#define BI_RGB       0
+#define BI_RLE8      1
+#define BI_RLE4      2
+#define BI_BITFIELDS 3
+#endif
+
+/* Palette modes of zanConvertToDIB. */
+#define ZAN_PALETTE_KEEP       0
+#define ZAN_PALETTE_STANDARD   1
+#define ZAN_PALETTE_MEDIAN_CUT 2
+
+/*
+ * A DIB in one block: the header, then biClrUsed palette entries of four bytes
+ * (blue, green, red, reserved; 2 to the power biBitCount for 1, 4 and 8 bits
+ * when biClrUsed is 0, three masks more for BI_BITFIELDS), then the pixels,
+ * rows of whole 32-bit words, bottom-up for a positive biHeight. The Sep forms
+ * take header and palette in dibHeader and the pixels in dibData.
+ *
+ * zanTranslateDIB makes a new image; *cloneData receives 1 if it holds its own
+ * pixels and 0 if its imageData points into the DIB, which must then outlive it.
+ * For an RLE DIB whose biSizeImage is not 0, the stream is read no further than
+ * biSizeImage bytes.
+ */
+ZAN_API ZanImage* zanTranslateDIB(BITMAPINFOHEADER* dib, int* cloneData);
+ZAN_API void zanConvertFromDIB(const BITMAPINFOHEADER* dib, ZanImage* image);
+ZAN_API ZanStatus zanConvertFromDIBSep(const BITMAPINFOHEADER* dibHeader,
+                                       const uint8_t* dibData, ZanImage* image);
+
+/*
+ * Fills the palette and the pixels of a DIB whose header is filled in; the
+ * block holds room for the uncompressed pixels also when biCompression asks for
+ * RLE, since the pixels are compressed in place afterwards (biCompression may
+ * turn back to BI_RGB when that does not pay). dither is one of ZAN_DITHER_*,
+ * paletteConversion one of ZAN_PALETTE_*.
+ */
+ZAN_API void zanConvertToDIB(const ZanImage* image, BITMAPINFOHEADER* dib, int32_t dither,
+                             int32_t paletteConversion);
+ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* dibHeader,
+                                     uint8_t* dibData, int32_t dither,
+                                     int32_t paletteConversion);
+
 /* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */
