@@ -241,9 +241,35 @@ ZAN_API uint64_t zanGetSorvatCounter(void);
 /* Copy, set, exchange and single pixels                                    */
 /* ------------------------------------------------------------------------ */
 
+ZAN_API void zanCopy(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanSet(ZanImage* dstImage, int value);
+ZAN_API void zanSetFP(ZanImage* dstImage, float value);
+ZAN_API void zanExchange(ZanImage* srcImage, ZanImage* dstImage);
+
+/*
+ * One pixel at (x, y) of the picture (origin honoured, ROI and mask
+ * ignored): pixel holds nChannels values of the image's element type (one
+ * byte for 1-bit images, of which bit 0 counts when written).
+ */
+ZAN_API void zanGetPixel(const ZanImage* img, int x, int y, void* pixel);
+ZAN_API void zanPutPixel(ZanImage* img, int x, int y, const void* pixel);
+
 /* ------------------------------------------------------------------------ */
 /* User pixel functions                                                     */
 /* ------------------------------------------------------------------------ */
+
+/* The application's functions: one value in, one value out; or one pixel of
+ * each image, addressed through its header. The pixel function's result
+ * isn't used. */
+typedef int (*ZanUserFunc)(int value);
+typedef float (*ZanUserFuncFP)(float value);
+typedef int (*ZanUserFuncPixel)(const ZanImage* srcImage, const void* srcPixel,
+                                const ZanImage* dstImage, void* dstPixel);
+
+ZAN_API void zanUserProcess(const ZanImage* srcImage, ZanImage* dstImage, ZanUserFunc cbFunc);
+ZAN_API void zanUserProcessFP(const ZanImage* srcImage, ZanImage* dstImage, ZanUserFuncFP cbFunc);
+ZAN_API void zanUserProcessPixel(const ZanImage* srcImage, ZanImage* dstImage,
+                                 ZanUserFuncPixel cbFunc);
 
 /* ------------------------------------------------------------------------ */
 /* Image arithmetic and logic                                               */
@@ -273,6 +299,9 @@ ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift
 /* ------------------------------------------------------------------------ */
 /* Abs and Square                                                           */
 /* ------------------------------------------------------------------------ */
+
+ZAN_API void zanAbs(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanSquare(const ZanImage* srcImage, ZanImage* dstImage);
 
 /* ------------------------------------------------------------------------ */
 /* Comparison                                                               */
@@ -426,9 +455,99 @@ ZAN_API void zanHistoEqualize(const ZanImage* srcImage, ZanImage* dstImage, ZanL
 /* DIB interchange, RLE and palettes                                        */
 /* ------------------------------------------------------------------------ */
 
+/*
+ * The device-independent bitmap header of the Windows platform, with its
+ * published layout: 40 bytes, little-endian, no padding. Packed to one byte so
+ * that it may be read in place from a file buffer at any offset.
+ */
+#if !defined(_WINGDI_)
+#pragma pack(push, 1)
+typedef struct tagBITMAPINFOHEADER {
+    uint32_t biSize;
+    int32_t biWidth;
+    int32_t biHeight;
+    uint16_t biPlanes;
+    uint16_t biBitCount;
+    uint32_t biCompression;
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} BITMAPINFOHEADER;
+#pragma pack(pop)
+typedef char zanBitmapInfoHeaderIs40Bytes[(sizeof(BITMAPINFOHEADER) == 40) ? 1 : -1];
+#endif
+
+/* Compression codes of biCompression. */
+#ifndef BI_RGB
+#define BI_RGB       0
+#define BI_RLE8      1
+#define BI_RLE4      2
+#define BI_BITFIELDS 3
+#endif
+
+/* Palette modes of zanConvertToDIB. */
+#define ZAN_PALETTE_KEEP       0
+#define ZAN_PALETTE_STANDARD   1
+#define ZAN_PALETTE_MEDIAN_CUT 2
+
+/*
+ * A DIB in one block: the header, then biClrUsed palette entries of four bytes
+ * (blue, green, red, reserved; 2 to the power biBitCount for 1, 4 and 8 bits
+ * when biClrUsed is 0, three masks more for BI_BITFIELDS), then the pixels,
+ * rows of whole 32-bit words, bottom-up for a positive biHeight. The Sep forms
+ * take header and palette in dibHeader and the pixels in dibData.
+ *
+ * zanTranslateDIB makes a new image; *cloneData receives 1 if it holds its own
+ * pixels and 0 if its imageData points into the DIB, which must then outlive it.
+ * For an RLE DIB whose biSizeImage is not 0, the stream is read no further than
+ * biSizeImage bytes.
+ */
+ZAN_API ZanImage* zanTranslateDIB(BITMAPINFOHEADER* dib, int* cloneData);
+ZAN_API void zanConvertFromDIB(const BITMAPINFOHEADER* dib, ZanImage* image);
+ZAN_API ZanStatus zanConvertFromDIBSep(const BITMAPINFOHEADER* dibHeader,
+                                       const uint8_t* dibData, ZanImage* image);
+
+/*
+ * Fills the palette and the pixels of a DIB whose header is filled in; the
+ * block holds room for the uncompressed pixels also when biCompression asks for
+ * RLE, since the pixels are compressed in place afterwards (biCompression may
+ * turn back to BI_RGB when that does not pay). dither is one of ZAN_DITHER_*,
+ * paletteConversion one of ZAN_PALETTE_*.
+ */
+ZAN_API void zanConvertToDIB(const ZanImage* image, BITMAPINFOHEADER* dib, int32_t dither,
+                             int32_t paletteConversion);
+ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* dibHeader,
+                                     uint8_t* dibData, int32_t dither,
+                                     int32_t paletteConversion);
+
 /* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */
+
+#define ZAN_NOISE_UNIFORM  0
+#define ZAN_NOISE_GAUSSIAN 1
+
+/* Uniform noise: lowInt/highInt (lowFP/highFP at 32F) are the ends of the
+ * range; Gaussian noise: the mean and the standard deviation. */
+typedef struct ZanNoiseParam {
+    uint32_t seed;
+    int32_t lowInt;
+    int32_t highInt;
+    float lowFP;
+    float highFP;
+} ZanNoiseParam;
+
+ZAN_API void zanNoiseUniformInit(ZanNoiseParam* noiseParam, uint32_t seed, int low, int high);
+ZAN_API void zanNoiseUniformInitFP(ZanNoiseParam* noiseParam, uint32_t seed, float low, float high);
+ZAN_API void zanNoiseGaussianInit(ZanNoiseParam* noiseParam, uint32_t seed, int mean, int stDev);
+ZAN_API void zanNoiseGaussianInitFP(ZanNoiseParam* noiseParam, uint32_t seed, float mean,
+                                    float stDev);
+ZAN_API ZanStatus zanNoiseImage(ZanImage* image, const ZanNoiseParam* noiseParam, int noise);
+
+/* A new grey image of a circular zone pattern; free it with zanDeallocate. */
+ZAN_API ZanImage* zanCreateImageJaehne(uint32_t depth, int width, int height);
 
 #ifdef __cplusplus
 }

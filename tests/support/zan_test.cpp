@@ -339,7 +339,11 @@ void TiledImage::callBack(const ZanImage* image, int column, int row, int mode)
 
 void TiledImage::serve(int column, int row, int mode)
 {
+    if (static_cast<int>(calls.size()) == statusAt)
+        zanSetErrStatus(callStatus);
     calls.push_back(Call{column, row, mode});
+    if (journal)
+        journal->push_back({journalId, Call{column, row, mode}});
     ZanTileInfo* info = header_->tileInfo;
     if (column < 0 || row < 0 || column >= columns_ || row >= rows_) {
         misuse = true;

@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zt {
@@ -119,6 +120,14 @@ public:
     // Set when the library asked for a tile outside the grid or released a
     // tile that was not open.
     bool misuse = false;
+    // The call (counted from 0 over all calls) in which the callback sets
+    // the thread's status to callStatus; -1 for none.
+    int statusAt = -1;
+    ZanStatus callStatus = ZAN_STATUS_BAD_ARGUMENT;
+    // When set, every call is also appended here with journalId, so that
+    // the order of calls across several images can be seen.
+    std::vector<std::pair<int, Call>>* journal = nullptr;
+    int journalId = 0;
 
     int openCount() const;
     int releaseCount() const;
