@@ -75,8 +75,10 @@ public:
             OWN_REPORT(job.site, ZAN_STATUS_NO_MEMORY, kAllocationFailure);
             return false;
         }
-        // A mask ANDed with itself is its copy.
-        zanAnd(masks[0], count > 1 ? masks[1] : masks[0], mask_.get());
+        if (count == 1)
+            zanCopy(masks[0], mask_.get());
+        else
+            zanAnd(masks[0], masks[1], mask_.get());
         if (count > 2)
             zanAnd(masks[2], mask_.get(), mask_.get());
         return true;
