@@ -149,7 +149,8 @@ public:
         }
         if (checks.failed())
             return false;
-        if (count < 2) {
+        // With nothing in common there is nothing to merge; the caller ends.
+        if (count < 2 || checks.width() <= 0 || checks.height() <= 0) {
             mask_ = count ? masks[0] : nullptr;
             return true;
         }
@@ -162,12 +163,11 @@ private:
     bool merge(const Checks& checks, const ZanImage* const* masks, int count)
     {
         const ZanImage* first = masks[0];
-        if (checks.width() > 0 && checks.height() > 0)
-            merged_ = OwnImageOwner(zanCreateImageHeader(first->nChannels, first->alphaChannel, first->depth,
-                                                         first->colorModel, first->channelSeq, first->dataOrder,
-                                                         first->origin, first->align, checks.width(),
-                                                         checks.height(), nullptr, nullptr, nullptr, nullptr),
-                                    ZAN_FREE_HEADER | ZAN_FREE_DATA);
+        merged_ = OwnImageOwner(zanCreateImageHeader(first->nChannels, first->alphaChannel, first->depth,
+                                                     first->colorModel, first->channelSeq, first->dataOrder,
+                                                     first->origin, first->align, checks.width(), checks.height(),
+                                                     nullptr, nullptr, nullptr, nullptr),
+                                ZAN_FREE_HEADER | ZAN_FREE_DATA);
         if (merged_)
             zanAllocateImage(merged_.get(), 0, -1);
         if (!merged_ || !merged_->imageData) {

@@ -29,22 +29,6 @@ namespace {
 
 const char kAllocationFailure[] = "Allocation failure";
 
-// The operands of a job in call order: the sources, then the result.
-struct Operands {
-    const ZanImage* image[3];
-    int count;
-};
-
-Operands operandsOf(const OwnCompareJob& job)
-{
-    Operands operands{{job.src[0], job.src[1], job.res}, 3};
-    if (!job.src[1]) {
-        operands.image[1] = job.res;
-        operands.count = 2;
-    }
-    return operands;
-}
-
 // The merged mask: the AND of every operand's mask, or a copy of the only
 // one, each counted from its own region start, at the processed size.
 class CompareMask {
@@ -52,14 +36,13 @@ public:
     // False when memory ran out (reported).
     bool make(const OwnCompareJob& job)
     {
-        const Operands operands = operandsOf(job);
         const ZanImage* masks[3];
         int count = 0;
         const ZanImage* owner = nullptr;
-        for (int i = 0; i < operands.count; ++i) {
-            if (const ZanImage* mask = operands.image[i]->maskROI) {
-                owner = owner ? owner : operands.image[i];
-                masks[count++] = mask;
+        for (const ZanImage* image : {job.src[0], job.src[1], static_cast<const ZanImage*>(job.res)}) {
+            if (image && image->maskROI) {
+                owner = owner ? owner : image;
+                masks[count++] = image->maskROI;
             }
         }
         if (count == 0)
@@ -75,8 +58,10 @@ public:
             OWN_REPORT(job.site, ZAN_STATUS_NO_MEMORY, kAllocationFailure);
             return false;
         }
-        // A mask ANDed with itself is its copy.
-        zanAnd(masks[0], count > 1 ? masks[1] : masks[0], mask_.get());
+        if (count == 1)
+            zanCopy(masks[0], mask_.get());
+        else
+            zanAnd(masks[0], masks[1], mask_.get());
         if (count > 2)
             zanAnd(masks[2], mask_.get(), mask_.get());
         return true;

@@ -266,6 +266,40 @@ TEST(Compare, EdgeCasesOfTheFamily)
     EXPECT_EQ(zt::bitAt(res.get(), 4, 1), true);
 }
 
+// The walker's tiles go column by column, top to bottom in each column, each
+// opened once and released before the next; a tile not given ends the walk.
+TEST(Compare, TheWalkerGoesColumnByColumn)
+{
+    std::mt19937 rng(61);
+    zt::TiledImage res(Shape{ZAN_DEPTH_1U, 1, 40, 20}, 16, 8);
+    zt::setRoi(res.header(), 0, 5, 3, 30, 14);
+    zt::Image img = zt::makeRandomImage(Shape{ZAN_DEPTH_8U, 1, 40, 20}, rng);
+    EXPECT_EQ(zanGreaterS(img.get(), 100, res.header()), 0);
+    std::vector<zt::TiledImage::Call> expected;
+    for (int column = 0; column < 3; ++column)
+        for (int row = 0; row < 3; ++row) {
+            expected.push_back({column, row, ZAN_TILE_WRITE});
+            expected.push_back({column, row, ZAN_TILE_RELEASE});
+        }
+    EXPECT_EQ(res.calls, expected);
+    res.store();
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 40; ++x) {
+            // Bits outside the ROI keep their 0.
+            const bool inside = x >= 5 && x < 35 && y >= 3 && y < 17;
+            ASSERT_EQ(zt::bitAt(res.plain(), x, y), inside && zt::sampleAt(img.get(), x - 5, y - 3, 0) > 100)
+                << x << " " << y;
+        }
+
+    zt::RecordingReporter recorder;
+    res.failOpenAt = res.openCount() + 4;
+    EXPECT_EQ(zanGreaterS(img.get(), 100, res.header()), -2);
+    ASSERT_EQ(recorder.summary().size(), 1u);
+    EXPECT_EQ(recorder.summary()[0], "zanGreaterS: ERROR in Tiling callBack");
+    EXPECT_EQ(res.openCount(), res.releaseCount() + 1);
+    EXPECT_FALSE(res.misuse);
+}
+
 TEST(Compare, RefusalsReportAndReturnTheirStatuses)
 {
     zt::RecordingReporter recorder;
