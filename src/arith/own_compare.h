@@ -7,6 +7,7 @@
 #include "../core/own_bits.h"
 
 #include <algorithm>
+#include <cstdint>
 
 // An image's region and the channels it compares, counted from 1.
 struct OwnCompareRegion {
@@ -99,6 +100,38 @@ private:
     uint8_t bits_ = 0;
 };
 
+// One-channel rows whose samples lie side by side in every source.
+template <class T, int N>
+inline bool ownCompareContiguous(const OwnComparePiece& piece)
+{
+    for (int i = 0; i < N; ++i) {
+        if (piece.src[i].pixelStep != static_cast<std::ptrdiff_t>(sizeof(T)))
+            return false;
+    }
+    return true;
+}
+
+// Result bytes of `count` (a multiple of 8) contiguous samples: the outcomes
+// of a block go to a byte array in a loop the compiler vectorises, then eight
+// at a time into one byte, first sample in the high bit.
+template <class T, class Holds>
+void ownCompareBytes(const T* a, int count, uint8_t* out, const Holds& holds)
+{
+    constexpr int kBlock = 256;
+    alignas(16) uint8_t outcome[kBlock];
+    for (int done = 0; done < count; done += kBlock) {
+        const int n = std::min(kBlock, count - done);
+        for (int i = 0; i < n; ++i)
+            outcome[i] = static_cast<uint8_t>(holds(done + i, a));
+        for (int i = 0; i < n; i += 8) {
+            uint64_t flags = 0;
+            for (int k = 0; k < 8; ++k)
+                flags |= static_cast<uint64_t>(outcome[i + k]) << (8 * k);
+            *out++ = static_cast<uint8_t>((flags * 0x8040201008040201ull) >> 56);
+        }
+    }
+}
+
 // One row of the comparison routine; Fixed, when not 0, is the channel count
 // known at compile time.
 template <class T, int N, int Fixed, class Holds>
@@ -134,14 +167,35 @@ void ownCompareRow(const OwnComparePiece& piece, int count, const Holds& holds, 
         return;
     }
     // Without a mask, each byte of the result is gathered whole.
-    for (int x = 0; x < piece.width;) {
+    auto storeByte = [&](int x, int n) {
         const int position = piece.res.bitOffset + x;
-        const int first = position & 7;
-        const int n = std::min(8 - first, piece.width - x);
         unsigned bits = 0;
         for (int k = 0; k < n; ++k)
             bits = (bits << 1) | static_cast<unsigned>(pixelHolds(x + k));
-        ownStoreBits(resRow + (position >> 3), static_cast<uint8_t>(bits << (8 - n)), first, n);
+        ownStoreBits(resRow + (position >> 3), static_cast<uint8_t>(bits << (8 - n)), position & 7, n);
+    };
+    int x = 0;
+    if constexpr (Fixed == 1 && !std::is_same_v<T, bool>) {
+        if (ownCompareContiguous<T, N>(piece)) {
+            const int head = std::min((8 - (piece.res.bitOffset & 7)) & 7, piece.width);
+            if (head)
+                storeByte(0, head);
+            const int whole = (piece.width - head) & ~7;
+            uint8_t* out = resRow + ((piece.res.bitOffset + head) >> 3);
+            if constexpr (N == 1)
+                ownCompareBytes(reinterpret_cast<const T*>(src[0]) + head, whole, out,
+                                [&](int i, const T* a) { return holds(a[i]); });
+            else
+                ownCompareBytes(reinterpret_cast<const T*>(src[0]) + head, whole, out,
+                                [&](int i, const T* a) {
+                                    return holds(a[i], reinterpret_cast<const T*>(src[1])[head + i]);
+                                });
+            x = head + whole;
+        }
+    }
+    for (; x < piece.width;) {
+        const int n = std::min(8 - ((piece.res.bitOffset + x) & 7), piece.width - x);
+        storeByte(x, n);
         x += n;
     }
 }
