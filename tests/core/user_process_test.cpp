@@ -290,6 +290,9 @@ TEST(UserProcess, ChecksReportInOrderAndLeaveTheImageUntouched)
         {"coi on src, pixels", [](ZanImage* s, ZanImage*) { zt::setRoi(s, 1, 0, 0, 9, 9); }, 2, {}},
         {"empty width", [](ZanImage* s, ZanImage*) { zt::setRoi(s, 0, 9, 0, 9, 9); }, 2,
          {{ZAN_STATUS_ROI_SIZE, "width <= 0"}}},
+        {"checks stop before the size",
+         [](ZanImage*, ZanImage* d) { d->origin = 1; zt::setRoi(d, 0, 9, 9, 9, 9); }, 1,
+         {{ZAN_STATUS_ORIGIN, "srcImage->origin != dstImage->origin"}}},
         {"empty both", [](ZanImage*, ZanImage* d) { zt::setRoi(d, 0, 9, 9, 9, 9); }, 0,
          {{ZAN_STATUS_ROI_SIZE, "width <= 0"}, {ZAN_STATUS_ROI_SIZE, "height <= 0"}}},
     };
