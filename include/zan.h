@@ -241,6 +241,19 @@ ZAN_API uint64_t zanGetSorvatCounter(void);
 /* Copy, set, exchange and single pixels                                    */
 /* ------------------------------------------------------------------------ */
 
+ZAN_API void zanCopy(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanSet(ZanImage* dstImage, int value);
+ZAN_API void zanSetFP(ZanImage* dstImage, float value);
+ZAN_API void zanExchange(ZanImage* srcImage, ZanImage* dstImage);
+
+/*
+ * One pixel at (x, y) of the picture (origin honoured, ROI and mask
+ * ignored): pixel holds nChannels values of the image's element type (one
+ * byte for 1-bit images, of which bit 0 counts when written).
+ */
+ZAN_API void zanGetPixel(const ZanImage* img, int x, int y, void* pixel);
+ZAN_API void zanPutPixel(ZanImage* img, int x, int y, const void* pixel);
+
 /* ------------------------------------------------------------------------ */
 /* User pixel functions                                                     */
 /* ------------------------------------------------------------------------ */
@@ -286,6 +299,9 @@ ZAN_API void zanRShiftS(const ZanImage* srcImage, ZanImage* dstImage, int nShift
 /* ------------------------------------------------------------------------ */
 /* Abs and Square                                                           */
 /* ------------------------------------------------------------------------ */
+
+ZAN_API void zanAbs(const ZanImage* srcImage, ZanImage* dstImage);
+ZAN_API void zanSquare(const ZanImage* srcImage, ZanImage* dstImage);
 
 /* ------------------------------------------------------------------------ */
 /* Comparison                                                               */

@@ -32,6 +32,31 @@ inline void ownStoreBits(uint8_t* byte, uint8_t bits, int first, int count)
     *byte = static_cast<uint8_t>((*byte & ~span) | ((bits >> first) & span));
 }
 
+// Stores the count (1..8) leading bits of bits at bit position of a row,
+// across a byte boundary if need be, keeping the row's other bits.
+inline void ownPutBits(uint8_t* row, int position, uint8_t bits, int count)
+{
+    uint8_t* byte = row + (position >> 3);
+    const int first = position & 7;
+    const int head = count < 8 - first ? count : 8 - first;
+    ownStoreBits(byte, bits, first, head);
+    if (head < count)
+        ownStoreBits(byte + 1, static_cast<uint8_t>(bits << head), 0, count - head);
+}
+
+// Copies count bits from bit position from of one row to bit position to of
+// another, a destination byte at a time; the target's other bits stay.
+inline void ownCopyBits(const uint8_t* source, int from, uint8_t* target, int to, int count)
+{
+    for (int i = 0; i < count;) {
+        const int position = to + i;
+        const int first = position & 7;
+        const int n = count - i < 8 - first ? count - i : 8 - first;
+        ownStoreBits(target + (position >> 3), ownFetchBits(source, from + i, n), first, n);
+        i += n;
+    }
+}
+
 inline bool ownGetBit(const uint8_t* row, int position)
 {
     return (row[position >> 3] >> (7 - (position & 7))) & 1u;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 // A 32-byte aligned block of any size, freed with zanFree; null when the
@@ -76,3 +77,10 @@ private:
     ZanImage* image_ = nullptr;
     int flags_ = 0;
 };
+
+// A block from the library's allocator handed out by a helper (such as a
+// working rectangle), freed with zanFree when the owner goes out of scope.
+struct OwnFreeBlock {
+    void operator()(char* block) const { zanFree(block); }
+};
+using OwnBlock = std::unique_ptr<char, OwnFreeBlock>;

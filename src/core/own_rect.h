@@ -8,6 +8,11 @@
 // constant: replicate, reflect (edge repeated) or wrap.
 int ownBorderMap(int c, int length, int mode);
 
+// The 32-bit word that repeats a side's constant in every sample: bit 0 for
+// 1-bit images, the low byte or half-word for 8- and 16-bit depths, the
+// constant as a float for 32F.
+uint32_t ownBorderPattern(const ZanImage* image, int side);
+
 // A new block of width by height pixels whose pixel (i, j) is the image's
 // pixel (x + i, y + j), all channels, ROI and COI ignored. Rows are rounded
 // up to the image's align; plane-ordered images give one plane per channel.
@@ -19,3 +24,12 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
 // The byte count of a row of width pixels of this image's layout, before
 // rounding to the align.
 int ownRowBytes(const ZanImage* image, int width);
+
+// One sample of channel (counted from 1) at any position, inside the image
+// or governed by a side's border mode; 0 when a tile could not be opened.
+double ownBorderPixel(const ZanImage* image, int x, int y, int channel);
+
+// count samples of channel (counted from 1), those of pixels (x, y) to
+// (x + count - 1, y), into a packed array of samples (1-bit samples as bits,
+// most significant first). False when a tile could not be opened.
+bool ownBorderRow(const ZanImage* image, int x, int y, int channel, void* row, int count);

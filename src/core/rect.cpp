@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -60,19 +61,23 @@ void copyPixels(const Layout& layout, const char* source, int sx, char* target, 
     if (count <= 0)
         return;
     if (layout.oneBit) {
-        const auto* from = reinterpret_cast<const uint8_t*>(source);
-        auto* to = reinterpret_cast<uint8_t*>(target);
-        for (int i = 0; i < count;) {
-            const int position = dx + i;
-            const int first = position & 7;
-            const int n = std::min(8 - first, count - i);
-            ownStoreBits(to + (position >> 3), ownFetchBits(from, sx + i, n), first, n);
-            i += n;
-        }
+        ownCopyBits(reinterpret_cast<const uint8_t*>(source), sx, reinterpret_cast<uint8_t*>(target),
+                    dx, count);
         return;
     }
     const std::size_t pixelBytes = static_cast<std::size_t>(layout.samplesPerPixel) * layout.bits / 8;
     std::memcpy(target + dx * pixelBytes, source + sx * pixelBytes, count * pixelBytes);
+}
+
+// Fills bytes with a 32-bit pattern that repeats a sample: the run starts on
+// a sample and the sample's size divides 4, so byte k is byte k mod 4 of it.
+void fillBytes(char* target, std::size_t count, uint32_t pattern)
+{
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4)
+        std::memcpy(target + i, &pattern, 4);
+    for (; i < count; ++i)
+        target[i] = static_cast<char>(pattern >> (8 * (i & 3)));
 }
 
 // Stores a side's constant into count pixels of a target row.
@@ -85,24 +90,49 @@ void fillPixels(const Layout& layout, uint32_t pattern, char* target, int dx, in
             ownSetBit(reinterpret_cast<uint8_t*>(target), dx + i, pattern & 1u);
         return;
     }
-    const int sampleBytes = layout.bits / 8;
-    const std::size_t pixelBytes = static_cast<std::size_t>(layout.samplesPerPixel) * sampleBytes;
-    char* p = target + dx * pixelBytes;
-    for (std::size_t i = 0; i < count * pixelBytes; i += sampleBytes)
-        std::memcpy(p + i, &pattern, static_cast<std::size_t>(sampleBytes));
+    const std::size_t pixelBytes = static_cast<std::size_t>(layout.samplesPerPixel) * layout.bits / 8;
+    fillBytes(target + dx * pixelBytes, count * pixelBytes, pattern);
 }
 
-// The 32-bit word that repeats a side's constant in every sample.
-uint32_t constantPattern(const ZanImage* image, int side)
+template <std::size_t Bytes>
+void stridedPixels(char* target, const char* source, std::ptrdiff_t sourceStep, int count)
 {
-    const int value = image->borderConst[side];
-    if (image->depth == ZAN_DEPTH_32F) {
-        const float f = static_cast<float>(value);
-        uint32_t bits;
-        std::memcpy(&bits, &f, 4);
-        return bits;
+    for (int i = 0; i < count; ++i)
+        std::memcpy(target + i * Bytes, source + i * sourceStep, Bytes);
+}
+
+// Copies count pixels to consecutive columns of a target row from source
+// columns sx, sx + step, ...: step -1 walks backward, step 0 repeats one
+// pixel. Pixel sizes of the usual layouts get fixed-size moves.
+void copyStepped(const Layout& layout, const char* source, int sx, int step, char* target, int dx,
+                 int count)
+{
+    if (layout.oneBit) {
+        for (int i = 0; i < count; ++i)
+            copyPixels(layout, source, sx + i * step, target, dx + i, 1);
+        return;
     }
-    return ownDepthPattern(image->depth, value);
+    const std::size_t pixelBytes = static_cast<std::size_t>(layout.samplesPerPixel) * layout.bits / 8;
+    char* to = target + dx * pixelBytes;
+    const char* from = source + sx * pixelBytes;
+    const std::ptrdiff_t sourceStep = step * static_cast<std::ptrdiff_t>(pixelBytes);
+    if (pixelBytes == 1 && step == 0) {
+        std::memset(to, *from, static_cast<std::size_t>(count));
+        return;
+    }
+    switch (pixelBytes) {
+    case 1: stridedPixels<1>(to, from, sourceStep, count); break;
+    case 2: stridedPixels<2>(to, from, sourceStep, count); break;
+    case 3: stridedPixels<3>(to, from, sourceStep, count); break;
+    case 4: stridedPixels<4>(to, from, sourceStep, count); break;
+    case 6: stridedPixels<6>(to, from, sourceStep, count); break;
+    case 8: stridedPixels<8>(to, from, sourceStep, count); break;
+    case 12: stridedPixels<12>(to, from, sourceStep, count); break;
+    case 16: stridedPixels<16>(to, from, sourceStep, count); break;
+    default:
+        for (int i = 0; i < count; ++i)
+            std::memcpy(to + i * pixelBytes, from + i * sourceStep, pixelBytes);
+    }
 }
 
 // Where each column of the rectangle comes from under one governing mode
@@ -122,30 +152,59 @@ void mapColumns(const ZanImage* image, int x, int width, int leftMode, int right
     }
 }
 
-// Copies one row of the rectangle: runs of consecutive image columns go in
-// one copy; constant columns take the pattern of their side, left of the
-// image (rectangle column x + i below 0) or right of it.
-void assembleRow(const Layout& layout, const Pixels& pixels, int imageRow, const int* columns,
-                 int x, int width, const uint32_t (&pattern)[2], char* target,
+// A run of the rectangle's columns that come from the image in one way:
+// image columns forward (step 1) or backward (step -1), one column repeated
+// (step 0), or the constant of the side left (pattern 0) or right (1) of the
+// image.
+struct Segment {
+    int target;
+    int count;
+    int source; // first image column, or kConstantColumn
+    int step;
+    int pattern;
+};
+
+// Cuts a column map into segments, once for all the rows that share it;
+// returns how many there are.
+int segmentColumns(const int* columns, int x, int width, Segment* segments)
+{
+    int n = 0;
+    for (int i = 0; i < width;) {
+        Segment& segment = segments[n++];
+        segment = Segment{i, 1, columns[i], 1, x + i < 0 ? 0 : 1};
+        if (columns[i] == kConstantColumn) {
+            while (i + segment.count < width && columns[i + segment.count] == kConstantColumn &&
+                   (x + i + segment.count < 0) == (x + i < 0))
+                ++segment.count;
+        } else if (i + 1 < width && columns[i + 1] != kConstantColumn &&
+                   std::abs(columns[i + 1] - columns[i]) <= 1) {
+            segment.step = columns[i + 1] - columns[i];
+            while (i + segment.count < width && columns[i + segment.count] != kConstantColumn &&
+                   columns[i + segment.count] - columns[i + segment.count - 1] == segment.step)
+                ++segment.count;
+        }
+        i += segment.count;
+    }
+    return n;
+}
+
+// Copies one row of the rectangle, segment by segment.
+void assembleRow(const Layout& layout, const Pixels& pixels, int imageRow, const Segment* segments,
+                 int segmentCount, const uint32_t (&pattern)[2], char* target,
                  std::ptrdiff_t targetPlaneStride)
 {
     for (int plane = 0; plane < layout.planes; ++plane) {
         const char* source = pixels.data + plane * pixels.planeStride +
                              static_cast<std::ptrdiff_t>(imageRow - pixels.y0) * pixels.step;
         char* row = target + plane * targetPlaneStride;
-        for (int i = 0; i < width;) {
-            int run = 1;
-            if (columns[i] == kConstantColumn) {
-                while (i + run < width && columns[i + run] == kConstantColumn &&
-                       (x + i + run < 0) == (x + i < 0))
-                    ++run;
-                fillPixels(layout, pattern[x + i < 0 ? 0 : 1], row, i, run);
-            } else {
-                while (i + run < width && columns[i + run] == columns[i] + run)
-                    ++run;
-                copyPixels(layout, source, columns[i] - pixels.x0, row, i, run);
-            }
-            i += run;
+        for (int k = 0; k < segmentCount; ++k) {
+            const Segment& s = segments[k];
+            if (s.source == kConstantColumn)
+                fillPixels(layout, pattern[s.pattern], row, s.target, s.count);
+            else if (s.step == 1)
+                copyPixels(layout, source, s.source - pixels.x0, row, s.target, s.count);
+            else
+                copyStepped(layout, source, s.source - pixels.x0, s.step, row, s.target, s.count);
         }
     }
 }
@@ -256,6 +315,18 @@ int ownBorderMap(int c, int length, int mode)
     }
 }
 
+uint32_t ownBorderPattern(const ZanImage* image, int side)
+{
+    const int value = image->borderConst[side];
+    if (image->depth == ZAN_DEPTH_32F) {
+        const float f = static_cast<float>(value);
+        uint32_t bits;
+        std::memcpy(&bits, &f, 4);
+        return bits;
+    }
+    return ownDepthPattern(image->depth, value);
+}
+
 int ownRowBytes(const ZanImage* image, int width)
 {
     const long long bits = static_cast<long long>(width) * ownDepthBits(image->depth) *
@@ -279,9 +350,11 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
     if (layout.oneBit)
         std::memset(block.data(), 0, blockBytes + 16);
 
-    // Column maps of the image's own rows, and of the rows above and below.
+    // Column maps of the image's own rows, and of the rows above and below,
+    // and their segments.
     OwnBuffer<int> columns(3 * static_cast<std::size_t>(width));
-    if (!columns.ok())
+    OwnBuffer<Segment> segmentBlock(3 * static_cast<std::size_t>(width));
+    if (!columns.ok() || !segmentBlock.ok())
         return nullptr;
     int* inside = columns.data();
     int* above = inside + width;
@@ -289,6 +362,12 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
     mapColumns(image, x, width, sideMode(image, kLeft), sideMode(image, kRight), inside);
     mapColumns(image, x, width, sideMode(image, kTop), sideMode(image, kTop), above);
     mapColumns(image, x, width, sideMode(image, kBottom), sideMode(image, kBottom), below);
+    const Segment* insideSegments = segmentBlock.data();
+    const Segment* aboveSegments = insideSegments + width;
+    const Segment* belowSegments = aboveSegments + width;
+    const int insideCount = segmentColumns(inside, x, width, segmentBlock.data());
+    const int aboveCount = segmentColumns(above, x, width, segmentBlock.data() + width);
+    const int belowCount = segmentColumns(below, x, width, segmentBlock.data() + 2 * width);
 
     // Where each row comes from: an image row, or a constant side.
     auto rowSource = [&](int r, int* side) {
@@ -328,9 +407,9 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
             return nullptr;
     }
 
-    const uint32_t topPattern = constantPattern(image, kTop);
-    const uint32_t bottomPattern = constantPattern(image, kBottom);
-    const uint32_t besidePatterns[2] = {constantPattern(image, kLeft), constantPattern(image, kRight)};
+    const uint32_t topPattern = ownBorderPattern(image, kTop);
+    const uint32_t bottomPattern = ownBorderPattern(image, kBottom);
+    const uint32_t besidePatterns[2] = {ownBorderPattern(image, kLeft), ownBorderPattern(image, kRight)};
     for (int j = 0; j < height; ++j) {
         int side;
         const int r = rowSource(y + j, &side);
@@ -339,16 +418,17 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
         if (r == kConstantColumn) {
             // A constant strip fills its rows across the whole stride.
             for (int plane = 0; plane < layout.planes; ++plane)
-                for (int i = 0; i + 4 <= step; i += 4)
-                    std::memcpy(target + plane * planeStride + i, &strip, 4);
+                fillBytes(target + plane * planeStride, static_cast<std::size_t>(step), strip);
             continue;
         }
         if (side >= 0) {
             const uint32_t stripPatterns[2] = {strip, strip};
-            assembleRow(layout, pixels, r, side == kTop ? above : below, x, width, stripPatterns,
-                        target, planeStride);
+            const bool top = side == kTop;
+            assembleRow(layout, pixels, r, top ? aboveSegments : belowSegments,
+                        top ? aboveCount : belowCount, stripPatterns, target, planeStride);
         } else {
-            assembleRow(layout, pixels, r, inside, x, width, besidePatterns, target, planeStride);
+            assembleRow(layout, pixels, r, insideSegments, insideCount, besidePatterns, target,
+                        planeStride);
         }
     }
     if (outWidthStep)
