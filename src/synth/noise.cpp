@@ -127,14 +127,21 @@ bool walkNoise(ZanImage* image, uint32_t seed, const Draw& draw)
     return ownFrameWalk(setup, [&](const OwnPiece& piece) { addNoise<T, false>(piece, state, draw); });
 }
 
-// The uniform range at an 8- or 16-bit depth: both ends are held within
-// -M .. M, M being the largest unsigned value of the sample's size. A range
-// wholly at or above M (at or below -M) then gives the top (the bottom) of
-// the depth in every sample, since p + lo already lies beyond it.
+// The uniform range at an 8- or 16-bit depth, M being the largest unsigned
+// value of the sample's size: a range wholly at or above M first sets the
+// region to M XOR s (s the sign bit of a signed depth), one wholly at or
+// below -M to s; the noise is added all the same. Then both ends are held
+// within -M .. M.
 template <class T>
-void limitRange(int64_t* lo, int64_t* hi)
+void limitRange(ZanImage* image, int64_t* lo, int64_t* hi)
 {
-    constexpr int64_t M = (int64_t{1} << (8 * sizeof(T))) - 1;
+    constexpr int bits = 8 * sizeof(T);
+    constexpr int64_t M = (int64_t{1} << bits) - 1;
+    constexpr int64_t s = std::is_signed_v<T> ? int64_t{1} << (bits - 1) : 0;
+    if (*lo >= M)
+        zanSet(image, static_cast<int>(M ^ s));
+    if (*hi <= -M)
+        zanSet(image, static_cast<int>(s));
     *hi = std::min(*hi, M);
     *lo = std::max(*lo, -M);
 }
@@ -151,7 +158,7 @@ bool uniformNoise(ZanImage* image, const ZanNoiseParam& param)
         int64_t lo = std::min(param.lowInt, param.highInt);
         int64_t hi = std::max(param.lowInt, param.highInt);
         if constexpr (sizeof(T) < 4)
-            limitRange<T>(&lo, &hi);
+            limitRange<T>(image, &lo, &hi);
         const double scale = static_cast<double>(hi - lo) * kTwoToMinus32;
         return walkNoise<T>(image, param.seed, UniformInt<T>{lo, scale});
     }

@@ -349,6 +349,29 @@ TEST(NoiseImage, RangesBeyondTheDepthClampEverySample)
     }
 }
 
+TEST(NoiseImage, ARangeBeyondTheDepthFirstSetsTheRegion)
+{
+    using Call = TiledImage::Call;
+    const std::vector<Call> walk = {{0, 0, ZAN_TILE_WRITE}, {0, 0, ZAN_TILE_RELEASE},
+                                    {1, 0, ZAN_TILE_WRITE}, {1, 0, ZAN_TILE_RELEASE}};
+    struct Range {
+        int low, high;
+        int walks; // the setting walk, then the noise walk
+    };
+    for (const Range& r : {Range{300, 400, 2}, Range{-400, -300, 2}, Range{-300, 300, 1}}) {
+        SCOPED_TRACE(std::to_string(r.low) + ".." + std::to_string(r.high));
+        TiledImage image(Shape{ZAN_DEPTH_8U, 1, 32, 16}, 16, 16);
+        ZanNoiseParam param{};
+        zanNoiseUniformInit(&param, 9, r.low, r.high);
+        RecordingReporter recorder;
+        EXPECT_EQ(zanNoiseImage(image.header(), &param, ZAN_NOISE_UNIFORM), ZAN_STATUS_OK);
+        std::vector<Call> expected;
+        for (int i = 0; i < r.walks; ++i)
+            expected.insert(expected.end(), walk.begin(), walk.end());
+        EXPECT_EQ(image.calls, expected);
+    }
+}
+
 TEST(NoiseImage, EndsInEitherOrderGiveTheSameNoise)
 {
     std::mt19937 rng(4);
