@@ -400,6 +400,8 @@ void userProcess(OwnSite site, const ZanImage* src, ZanImage* dst, bool haveFunc
     }
     checkCommon(site, src, dst, haveFunction);
     checks();
+    if (zanGetErrStatus() < 0)
+        return;
 
     int width = std::numeric_limits<int>::max();
     int height = width;

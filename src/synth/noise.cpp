@@ -19,51 +19,84 @@ const OwnWalkTexts kWalkTexts = {
 
 constexpr double kTwoToMinus32 = 2.3283064365386963e-10;
 
+// Each distribution draws the amount that one sample receives, and adds it
+// to the sample at the sample's depth. kDrawAhead marks the distributions
+// whose draws are long enough to be worth drawing a block ahead.
+
 // Uniform noise at an integer depth: p + lo + trunc(r * scale), saturated.
 template <class T>
 struct UniformInt {
+    using Amount = int64_t;
+    static constexpr bool kDrawAhead = false;
     int64_t lo;
     double scale;
-    T operator()(OwnNoiseState& s, T p) const
+    Amount noise(OwnNoiseState& s) const
     {
         const double r = ownNoiseStep(s);
-        return ownSaturate<T>(p + lo + static_cast<int64_t>(r * scale));
+        return lo + static_cast<int64_t>(r * scale);
     }
+    T apply(T p, Amount amount) const { return ownSaturate<T>(p + amount); }
 };
 
 // Uniform noise at 32F: p + (r * scale + lo), rounded once to a float.
 struct UniformFloat {
+    using Amount = double;
+    static constexpr bool kDrawAhead = false;
     double lo;
     double scale;
-    float operator()(OwnNoiseState& s, float p) const
+    Amount noise(OwnNoiseState& s) const
     {
         const double r = ownNoiseStep(s);
-        return static_cast<float>(p + (r * scale + lo));
+        return r * scale + lo;
     }
+    float apply(float p, Amount amount) const { return static_cast<float>(p + amount); }
 };
 
 // Gaussian noise at an integer depth: p + mean + trunc(noise), saturated.
 template <class T>
 struct GaussianInt {
+    using Amount = int64_t;
+    static constexpr bool kDrawAhead = true;
     int64_t mean;
     double stDev;
-    T operator()(OwnNoiseState& s, T p) const
+    Amount noise(OwnNoiseState& s) const
     {
-        const double noise = ownNoiseGaussian(s) * stDev;
-        return ownSaturate<T>(p + mean + static_cast<int64_t>(noise));
+        return mean + static_cast<int64_t>(ownNoiseGaussian(s) * stDev);
     }
+    T apply(T p, Amount amount) const { return ownSaturate<T>(p + amount); }
 };
 
 // Gaussian noise at 32F: noise + mean + p, rounded once to a float.
 struct GaussianFloat {
+    using Amount = double;
+    static constexpr bool kDrawAhead = true;
     double mean;
     double stDev;
-    float operator()(OwnNoiseState& s, float p) const
-    {
-        const double noise = ownNoiseGaussian(s) * stDev;
-        return static_cast<float>(noise + mean + p);
-    }
+    Amount noise(OwnNoiseState& s) const { return ownNoiseGaussian(s) * stDev + mean; }
+    float apply(float p, Amount amount) const { return static_cast<float>(amount + p); }
 };
+
+// A run of values that lie next to each other. Long draws go a block ahead
+// of the additions, so that their chains never wait on the stores of the
+// samples.
+template <class T, class Draw>
+void addToRun(T* values, int count, OwnNoiseState& state, const Draw& draw)
+{
+    if constexpr (!Draw::kDrawAhead) {
+        for (int i = 0; i < count; ++i)
+            values[i] = draw.apply(values[i], draw.noise(state));
+    } else {
+        constexpr int kBlock = 64;
+        typename Draw::Amount amounts[kBlock];
+        for (int start = 0; start < count; start += kBlock) {
+            const int n = std::min(kBlock, count - start);
+            for (int i = 0; i < n; ++i)
+                amounts[i] = draw.noise(state);
+            for (int i = 0; i < n; ++i)
+                values[start + i] = draw.apply(values[start + i], amounts[i]);
+        }
+    }
+}
 
 // The row routine: draws a sample for each planned value of the piece's
 // region in memory order, skipping pixels whose mask bit is clear. The
@@ -94,8 +127,7 @@ void addNoise(const OwnPiece& piece, OwnNoiseState& shared, const Draw& given)
         for (int y = 0; y < height; ++y) {
             T* row = rowOf<T>(out, plane, y);
             if (runs) {
-                for (int i = 0; i < runLength; ++i)
-                    row[i] = draw(state, row[i]);
+                addToRun(row, runLength, state, draw);
                 continue;
             }
             for (int x = 0; x < width; ++x) {
@@ -105,7 +137,7 @@ void addNoise(const OwnPiece& piece, OwnNoiseState& shared, const Draw& given)
                 }
                 T* p = row + static_cast<std::ptrdiff_t>(x) * out.pixelStride;
                 for (int c = 0; c < perPixel; ++c)
-                    p[c] = draw(state, p[c]);
+                    p[c] = draw.apply(p[c], draw.noise(state));
             }
         }
     }
@@ -127,14 +159,21 @@ bool walkNoise(ZanImage* image, uint32_t seed, const Draw& draw)
     return ownFrameWalk(setup, [&](const OwnPiece& piece) { addNoise<T, false>(piece, state, draw); });
 }
 
-// The uniform range at an 8- or 16-bit depth: both ends are held within
-// -M .. M, M being the largest unsigned value of the sample's size. A range
-// wholly at or above M (at or below -M) then gives the top (the bottom) of
-// the depth in every sample, since p + lo already lies beyond it.
+// The uniform range at an 8- or 16-bit depth, M being the largest unsigned
+// value of the sample's size: a range wholly at or above M first sets the
+// region to M XOR s (s the sign bit of a signed depth), one wholly at or
+// below -M to s; the noise is added all the same. Then both ends are held
+// within -M .. M.
 template <class T>
-void limitRange(int64_t* lo, int64_t* hi)
+void limitRange(ZanImage* image, int64_t* lo, int64_t* hi)
 {
-    constexpr int64_t M = (int64_t{1} << (8 * sizeof(T))) - 1;
+    constexpr int bits = 8 * sizeof(T);
+    constexpr int64_t M = (int64_t{1} << bits) - 1;
+    constexpr int64_t s = std::is_signed_v<T> ? int64_t{1} << (bits - 1) : 0;
+    if (*lo >= M)
+        zanSet(image, static_cast<int>(M ^ s));
+    if (*hi <= -M)
+        zanSet(image, static_cast<int>(s));
     *hi = std::min(*hi, M);
     *lo = std::max(*lo, -M);
 }
@@ -151,7 +190,7 @@ bool uniformNoise(ZanImage* image, const ZanNoiseParam& param)
         int64_t lo = std::min(param.lowInt, param.highInt);
         int64_t hi = std::max(param.lowInt, param.highInt);
         if constexpr (sizeof(T) < 4)
-            limitRange<T>(&lo, &hi);
+            limitRange<T>(image, &lo, &hi);
         const double scale = static_cast<double>(hi - lo) * kTwoToMinus32;
         return walkNoise<T>(image, param.seed, UniformInt<T>{lo, scale});
     }

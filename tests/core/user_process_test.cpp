@@ -101,8 +101,9 @@ public:
         int height = std::min(sr.height, dr.height);
         for (const ZanImage* image : {src(), dst()}) {
             if (image->maskROI) {
-                width = std::min(width, image->maskROI->width);
-                height = std::min(height, image->maskROI->height);
+                const zt::Rect m = zt::regionOf(image->maskROI);
+                width = std::min(width, m.width);
+                height = std::min(height, m.height);
             }
         }
         const int count = zt::channelCount(dst());
@@ -142,9 +143,14 @@ public:
 private:
     int pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng_); }
 
+    // Each mask is read from its own region's corner.
     static bool allowed(const ZanImage* image, int x, int y)
     {
-        return !image->maskROI || zt::bitAt(image->maskROI, x, y);
+        const ZanImage* mask = image->maskROI;
+        if (!mask)
+            return true;
+        const zt::Rect m = zt::regionOf(mask);
+        return zt::bitAt(mask, m.x + x, m.y + y);
     }
 
     Side makeSide()
@@ -163,8 +169,11 @@ private:
         if (coi_ || pick(2))
             zt::setRoi(header, coi_ ? 1 + pick(channels_) : 0, pick(header->width / 2),
                        pick(header->height / 2), 1 + pick(header->width), 1 + pick(header->height));
-        if (pick(3) == 0)
-            zt::attachRandomMask(header, 3 + pick(40), 3 + pick(40), rng_);
+        if (pick(3) == 0) {
+            ZanImage* mask = zt::attachRandomMask(header, 3 + pick(40), 3 + pick(40), rng_);
+            if (pick(2))
+                zt::setRoi(mask, 0, pick(3), pick(3), 1 + pick(mask->width), 1 + pick(mask->height));
+        }
         return side;
     }
 
@@ -290,6 +299,9 @@ TEST(UserProcess, ChecksReportInOrderAndLeaveTheImageUntouched)
         {"coi on src, pixels", [](ZanImage* s, ZanImage*) { zt::setRoi(s, 1, 0, 0, 9, 9); }, 2, {}},
         {"empty width", [](ZanImage* s, ZanImage*) { zt::setRoi(s, 0, 9, 0, 9, 9); }, 2,
          {{ZAN_STATUS_ROI_SIZE, "width <= 0"}}},
+        {"checks stop before the size",
+         [](ZanImage*, ZanImage* d) { d->origin = 1; zt::setRoi(d, 0, 9, 9, 9, 9); }, 1,
+         {{ZAN_STATUS_ORIGIN, "srcImage->origin != dstImage->origin"}}},
         {"empty both", [](ZanImage*, ZanImage* d) { zt::setRoi(d, 0, 9, 9, 9, 9); }, 0,
          {{ZAN_STATUS_ROI_SIZE, "width <= 0"}, {ZAN_STATUS_ROI_SIZE, "height <= 0"}}},
     };

@@ -117,9 +117,11 @@ std::vector<Position> drawOrder(const ZanImage* image)
 {
     zt::Rect r = zt::regionOf(image);
     const ZanImage* mask = image->maskROI;
+    zt::Rect m{};
     if (mask) {
-        r.width = std::min(r.width, mask->width);
-        r.height = std::min(r.height, mask->height);
+        m = zt::regionOf(mask);
+        r.width = std::min(r.width, m.width);
+        r.height = std::min(r.height, m.height);
     }
     const int tw = image->tileInfo ? image->tileInfo->width : image->width;
     const int th = image->tileInfo ? image->tileInfo->height : image->height;
@@ -136,7 +138,7 @@ std::vector<Position> drawOrder(const ZanImage* image)
             for (int plane = 0; plane < (planes ? count : 1); ++plane)
                 for (int y = y0; y < y1; ++y)
                     for (int x = x0; x < x1; ++x) {
-                        if (mask && !zt::bitAt(mask, x - r.x, y - r.y))
+                        if (mask && !zt::bitAt(mask, m.x + x - r.x, m.y + y - r.y))
                             continue;
                         for (int c = 0; c < (planes ? 1 : count); ++c)
                             order.push_back({x, y, first + plane + c});
@@ -221,8 +223,11 @@ TEST(NoiseImage, MatchesTheReferenceOverDepthsLayoutsRoisMasksAndTiles)
         if (any(2))
             zt::setRoi(image, any(3) == 0 ? 1 + any(shape.channels) : 0, any(shape.width / 2),
                        any(shape.height / 2), 1 + any(shape.width), 1 + any(shape.height));
-        if (any(3) == 0)
-            zt::attachRandomMask(image, 2 + any(40), 2 + any(40), rng);
+        if (any(3) == 0) {
+            ZanImage* mask = zt::attachRandomMask(image, 2 + any(40), 2 + any(40), rng);
+            if (any(2))
+                zt::setRoi(mask, 0, any(3), any(3), 1 + any(mask->width), 1 + any(mask->height));
+        }
         const ZanNoiseParam param = randomParam(rng, shape.depth, kind);
         std::ostringstream trace;
         trace << "case " << i << ": " << zt::describe(shape) << (tiled ? " tiled" : "")
@@ -346,6 +351,29 @@ TEST(NoiseImage, RangesBeyondTheDepthClampEverySample)
             for (int x = 0; x < 13; ++x)
                 for (int c = 0; c < 3; ++c)
                     ASSERT_EQ(zt::sampleAt(image.get(), x, y, c), want) << x << "," << y << "," << c;
+    }
+}
+
+TEST(NoiseImage, ARangeBeyondTheDepthFirstSetsTheRegion)
+{
+    using Call = TiledImage::Call;
+    const std::vector<Call> walk = {{0, 0, ZAN_TILE_WRITE}, {0, 0, ZAN_TILE_RELEASE},
+                                    {1, 0, ZAN_TILE_WRITE}, {1, 0, ZAN_TILE_RELEASE}};
+    struct Range {
+        int low, high;
+        int walks; // the setting walk, then the noise walk
+    };
+    for (const Range& r : {Range{300, 400, 2}, Range{-400, -300, 2}, Range{-300, 300, 1}}) {
+        SCOPED_TRACE(std::to_string(r.low) + ".." + std::to_string(r.high));
+        TiledImage image(Shape{ZAN_DEPTH_8U, 1, 32, 16}, 16, 16);
+        ZanNoiseParam param{};
+        zanNoiseUniformInit(&param, 9, r.low, r.high);
+        RecordingReporter recorder;
+        EXPECT_EQ(zanNoiseImage(image.header(), &param, ZAN_NOISE_UNIFORM), ZAN_STATUS_OK);
+        std::vector<Call> expected;
+        for (int i = 0; i < r.walks; ++i)
+            expected.insert(expected.end(), walk.begin(), walk.end());
+        EXPECT_EQ(image.calls, expected);
     }
 }
 
