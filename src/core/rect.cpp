@@ -454,3 +454,19 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
         *outWidthStep = step;
     return block.release();
 }
+
+ZanImage* ownRectHeader(const ZanImage* image, char* block, int width, int height, int widthStep)
+{
+    ZanImage* header = zanCreateImageHeader(image->nChannels, image->alphaChannel, image->depth,
+                                            image->colorModel, image->channelSeq, image->dataOrder,
+                                            image->origin, image->align, width, height, nullptr,
+                                            nullptr, nullptr, nullptr);
+    if (!header)
+        return nullptr;
+    header->imageData = block;
+    header->widthStep = widthStep;
+    header->imageSize = ownBlockSize(image->dataOrder, widthStep, height, image->nChannels);
+    std::memcpy(header->borderMode, image->borderMode, sizeof header->borderMode);
+    std::memcpy(header->borderConst, image->borderConst, sizeof header->borderConst);
+    return header;
+}
