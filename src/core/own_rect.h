@@ -21,6 +21,12 @@ uint32_t ownBorderPattern(const ZanImage* image, int side);
 // block with zanFree.
 char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int* outWidthStep);
 
+// A working header around a block from ownGetRect: the image's fields and
+// border modes, the rectangle's size, the block as its data (not owned: free
+// the block with zanFree and the header with zanDeallocate). Null when the
+// header can't be made.
+ZanImage* ownRectHeader(const ZanImage* image, char* block, int width, int height, int widthStep);
+
 // The byte count of a row of width pixels of this image's layout, before
 // rounding to the align.
 int ownRowBytes(const ZanImage* image, int width);

@@ -94,6 +94,21 @@ void fillPixels(const Layout& layout, uint32_t pattern, char* target, int dx, in
     fillBytes(target + dx * pixelBytes, count * pixelBytes, pattern);
 }
 
+// Bytes from source, source - 1, ... to consecutive bytes of target: eight
+// at a time with their order swapped, then one by one.
+void reverseBytes(char* target, const char* source, int count)
+{
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        uint64_t word;
+        std::memcpy(&word, source - i - 7, 8);
+        word = __builtin_bswap64(word);
+        std::memcpy(target + i, &word, 8);
+    }
+    for (; i < count; ++i)
+        target[i] = source[-i];
+}
+
 template <std::size_t Bytes>
 void stridedPixels(char* target, const char* source, std::ptrdiff_t sourceStep, int count)
 {
@@ -118,6 +133,10 @@ void copyStepped(const Layout& layout, const char* source, int sx, int step, cha
     const std::ptrdiff_t sourceStep = step * static_cast<std::ptrdiff_t>(pixelBytes);
     if (pixelBytes == 1 && step == 0) {
         std::memset(to, *from, static_cast<std::size_t>(count));
+        return;
+    }
+    if (pixelBytes == 1 && step == -1) {
+        reverseBytes(to, from, count);
         return;
     }
     switch (pixelBytes) {
@@ -434,4 +453,20 @@ char* ownGetRect(const ZanImage* image, int x, int y, int width, int height, int
     if (outWidthStep)
         *outWidthStep = step;
     return block.release();
+}
+
+ZanImage* ownRectHeader(const ZanImage* image, char* block, int width, int height, int widthStep)
+{
+    ZanImage* header = zanCreateImageHeader(image->nChannels, image->alphaChannel, image->depth,
+                                            image->colorModel, image->channelSeq, image->dataOrder,
+                                            image->origin, image->align, width, height, nullptr,
+                                            nullptr, nullptr, nullptr);
+    if (!header)
+        return nullptr;
+    header->imageData = block;
+    header->widthStep = widthStep;
+    header->imageSize = ownBlockSize(image->dataOrder, widthStep, height, image->nChannels);
+    std::memcpy(header->borderMode, image->borderMode, sizeof header->borderMode);
+    std::memcpy(header->borderConst, image->borderConst, sizeof header->borderConst);
+    return header;
 }

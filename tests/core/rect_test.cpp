@@ -246,6 +246,27 @@ TEST(GetRectBorder, ConstantStripsFillTheirWholeStride)
     zanFree(block);
 }
 
+TEST(GetRectBorder, AWorkingHeaderPresentsTheBlockAsAnImage)
+{
+    std::mt19937 rng(8);
+    Shape shape{ZAN_DEPTH_16S, 3, 9, 5, ZAN_DATA_ORDER_PLANE};
+    Image image = zt::makeRandomImage(shape, rng);
+    zanSetBorderMode(image.get(), ZAN_BORDER_WRAP, ZAN_SIDE_LEFT | ZAN_SIDE_TOP, 0);
+    int step;
+    char* block = ownGetRect(image.get(), -4, -2, 12, 6, &step);
+    ASSERT_NE(block, nullptr);
+    ZanImage* header = ownRectHeader(image.get(), block, 12, 6, step);
+    ASSERT_NE(header, nullptr);
+    EXPECT_EQ(zanCheckImageHeader(header), ZAN_STATUS_OK);
+    EXPECT_EQ(header->borderMode[ZAN_SIDE_LEFT_INDEX], ZAN_BORDER_WRAP);
+    for (int j = 0; j < 6; ++j)
+        for (int i = 0; i < 12; ++i)
+            for (int c = 0; c < 3; ++c)
+                ASSERT_EQ(zt::sampleAt(header, i, j, c), referenceSample(image.get(), image.get(), i - 4, j - 2, c));
+    zanDeallocate(header, ZAN_FREE_ALL);
+    zanFree(block);
+}
+
 TEST(GetRectBorder, RefusesWhatItCannotServe)
 {
     int step = 0;
