@@ -2,7 +2,7 @@
 // and the palettes that the conversion to a DIB writes.
 #pragma once
 
-#include "../core/own_core.h"
+#include "own_color.h"
 
 #include <cstddef>
 #include <cstdint>
