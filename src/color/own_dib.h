@@ -4,8 +4,18 @@
 
 #include "own_color.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+
+// An image's channel sequence as text: up to four characters, ending at
+// the first zero.
+inline std::string_view ownChannelSeq(const ZanImage* image)
+{
+    const char* seq = image->channelSeq;
+    return std::string_view(seq, static_cast<std::size_t>(std::find(seq, seq + 4, '\0') - seq));
+}
 
 // Number of 32-bit slots between the header and the pixels: palette entries,
 // and the three masks of BI_BITFIELDS at 16 and 32 bits.

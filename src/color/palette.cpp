@@ -192,13 +192,13 @@ private:
 // sequence that doesn't tell them.
 bool redBlueChannels(const ZanImage* image, int& red, int& blue)
 {
-    const char* seq = image->channelSeq;
-    if (std::memcmp(seq, "BGR", 3) == 0 && (seq[3] == 0 || seq[3] == 'A')) {
+    const std::string_view seq = ownChannelSeq(image);
+    if (seq == "BGR" || seq == "BGRA") {
         red = 2;
         blue = 0;
         return true;
     }
-    if (std::memcmp(seq, "RGB", 3) == 0 && (seq[3] == 0 || seq[3] == 'A')) {
+    if (seq == "RGB" || seq == "RGBA") {
         red = 0;
         blue = 2;
         return true;

@@ -101,8 +101,13 @@ public:
         at_ += bytes;
         return bytesAt;
     }
-    // Moves to the next even offset from the stream's start.
-    void alignToWord() { at_ += (at_ - start_) & 1; }
+    // Moves to the next even offset from the stream's start, if the stream
+    // goes on that far.
+    void alignToWord()
+    {
+        if (((at_ - start_) & 1) && has(1))
+            ++at_;
+    }
 
 private:
     const uint8_t* start_;

@@ -132,6 +132,7 @@ const FaultCase kFaults[] = {
     {"stream cut inside a command", 4, 1, {4}, "(mismatch biHeight or biWidth)"},
     {"stream cut inside a literal", 8, 1, {0, 6, 1, 2}, "(mismatch biHeight or biWidth)"},
     {"stream cut inside a move", 8, 2, {0, 2, 1}, "(mismatch biHeight or biWidth)"},
+    {"stream ends where a literal's pad would be", 3, 1, {0, 3, 1, 2, 3}, "(mismatch biHeight or biWidth)"},
     {"stream without an end", 2, 2, {2, 1, 0, 0}, "(mismatch biHeight or biWidth)"},
 };
 
