@@ -111,23 +111,35 @@ int runGray(const Command& command, const Args& args)
     return finish(command, gray.get(), args.operands[1], options);
 }
 
-int runThreshold(const Command& command, const Args& args)
+// The road of an operation on one picture: read it, make a result of its
+// shape, apply the library's call, write the result.
+template <typename Apply>
+int runOnPicture(const Command& command, const std::string& in, const std::string& out, WriteOptions options,
+                 Apply apply)
 {
-    WriteOptions options;
-    int level = 128;
     Picture picture;
-    if (!readOutputOptions(command, args, options) || !readNumber(command, args, "--level", 0, 255, level))
-        return kExitUsage;
-    if (!readWorkingPicture(command, args.operands[0], picture))
+    if (!readWorkingPicture(command, in, picture))
         return kExitFailure;
     Image result = resultLike(command, picture.image.get());
     if (!result)
         return kExitFailure;
-    if (!options.bits && result->nChannels == 1)
-        options.bits = 1;
     clearLibraryReport();
-    zanThreshold(picture.image.get(), result.get(), level);
-    return finish(command, result.get(), args.operands[1], options);
+    apply(picture.image.get(), result.get(), options);
+    return finish(command, result.get(), out, options);
+}
+
+int runThreshold(const Command& command, const Args& args)
+{
+    WriteOptions options;
+    int level = 128;
+    if (!readOutputOptions(command, args, options) || !readNumber(command, args, "--level", 0, 255, level))
+        return kExitUsage;
+    return runOnPicture(command, args.operands[0], args.operands[1], options,
+                        [level](ZanImage* source, ZanImage* result, WriteOptions& written) {
+                            if (!written.bits && result->nChannels == 1)
+                                written.bits = 1;
+                            zanThreshold(source, result, level);
+                        });
 }
 
 int runDither(const Command& command, const Args& args)
@@ -140,32 +152,28 @@ int runDither(const Command& command, const Args& args)
         !readNumber(command, args, "--noise", 0, 100, noise) ||
         (args.has("--dither") && !readDither(command, args.value("--dither"), dither)))
         return kExitUsage;
-    Picture picture;
-    if (!readWorkingPicture(command, args.operands[0], picture))
-        return kExitFailure;
-    Image result = resultLike(command, picture.image.get());
-    if (!result)
-        return kExitFailure;
-    clearLibraryReport();
-    zanReduceBits(picture.image.get(), result.get(), noise, dither, levels);
-    return finish(command, result.get(), args.operands[1], options);
+    return runOnPicture(command, args.operands[0], args.operands[1], options,
+                        [=](ZanImage* source, ZanImage* result, WriteOptions&) {
+                            zanReduceBits(source, result, noise, dither, levels);
+                        });
 }
 
 int runEqualize(const Command& command, const Args& args)
 {
     WriteOptions options;
-    Picture picture;
     if (!readOutputOptions(command, args, options))
         return kExitUsage;
-    if (!readWorkingPicture(command, args.operands[0], picture))
-        return kExitFailure;
-    const ZanImage* source = picture.image.get();
-    Image result = resultLike(command, source);
-    if (!result)
-        return kExitFailure;
-    clearLibraryReport();
-    equalizeHistogram(source, result.get());
-    return finish(command, result.get(), args.operands[1], options);
+    return runOnPicture(command, args.operands[0], args.operands[1], options,
+                        [](ZanImage* source, ZanImage* result, WriteOptions&) { equalizeHistogram(source, result); });
+}
+
+int runNot(const Command& command, const Args& args)
+{
+    WriteOptions options;
+    if (!readOutputOptions(command, args, options))
+        return kExitUsage;
+    return runOnPicture(command, args.operands[0], args.operands[1], options,
+                        [](ZanImage* source, ZanImage* result, WriteOptions&) { zanNot(source, result); });
 }
 
 // The colour models that have 8-bit conversions both ways.
@@ -188,30 +196,23 @@ int runModel(const Command& command, const Args& args)
     for (const ModelPair& candidate : kModels)
         if (args.operands[0] == candidate.name)
             model = &candidate;
-    WriteOptions options;
     if (!model)
         return usageError(command, "unknown colour model '" + args.operands[0] + "' (hsv, hls, xyz, yuv or ycrcb)");
-    Picture picture;
+    WriteOptions options;
     if (!readOutputOptions(command, args, options))
         return kExitUsage;
-    if (!readWorkingPicture(command, args.operands[1], picture))
-        return kExitFailure;
-    ZanImage* source = picture.image.get();
-    if (source->nChannels != 3)
-        return fail(command, args.operands[1] + ": a colour model needs a colour image");
-    Image result = resultLike(command, source);
-    if (!result)
-        return kExitFailure;
     // The file's red, green and blue hold the model's three channels.
-    clearLibraryReport();
-    if (args.has("--back")) {
-        labelModel(source, model->letters);
-        model->back(source, result.get());
-    } else {
-        model->forward(source, result.get());
-        labelModel(result.get(), "RGB");
-    }
-    return finish(command, result.get(), args.operands[2], options);
+    const bool back = args.has("--back");
+    return runOnPicture(command, args.operands[1], args.operands[2], options,
+                        [model, back](ZanImage* source, ZanImage* result, WriteOptions&) {
+                            if (back) {
+                                labelModel(source, model->letters);
+                                model->back(source, result);
+                            } else {
+                                model->forward(source, result);
+                                labelModel(result, "RGB");
+                            }
+                        });
 }
 
 // The operations of two images into a third.
@@ -244,22 +245,6 @@ int runBinary(const Command& command, const Args& args)
         if (std::strcmp(operation.name, command.name) == 0)
             operation.run(a.image.get(), b.image.get(), result.get());
     return finish(command, result.get(), args.operands[2], options);
-}
-
-int runNot(const Command& command, const Args& args)
-{
-    WriteOptions options;
-    Picture picture;
-    if (!readOutputOptions(command, args, options))
-        return kExitUsage;
-    if (!readWorkingPicture(command, args.operands[0], picture))
-        return kExitFailure;
-    Image result = resultLike(command, picture.image.get());
-    if (!result)
-        return kExitFailure;
-    clearLibraryReport();
-    zanNot(picture.image.get(), result.get());
-    return finish(command, result.get(), args.operands[1], options);
 }
 
 std::vector<Option> withOutput(std::vector<Option> options, std::vector<Option> output = outputOptions())
