@@ -61,6 +61,26 @@ bool parseArgs(const Command& command, int argc, char** argv, Args& args, bool& 
     return true;
 }
 
+// "  --name VALUE    help", the help wrapped into a column of its own.
+void printOption(const std::string& left, const std::string& help)
+{
+    constexpr size_t kColumn = 19;
+    constexpr size_t kWidth = 79 - kColumn;
+    std::string line;
+    std::string text = help + " ";
+    bool first = true;
+    for (size_t start = 0, space; (space = text.find(' ', start)) != std::string::npos; start = space + 1) {
+        const std::string word = text.substr(start, space - start);
+        if (!line.empty() && line.size() + 1 + word.size() > kWidth) {
+            std::printf("  %-16s %s\n", first ? left.c_str() : "", line.c_str());
+            first = false;
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
+    }
+    std::printf("  %-16s %s\n", first ? left.c_str() : "", line.c_str());
+}
+
 void printHelp(const Command& command)
 {
     std::printf("usage: zan %s %s%s\n\n%s\n", command.name, command.operands,
@@ -69,9 +89,9 @@ void printHelp(const Command& command)
         std::printf("\noptions:\n");
     for (const Option& option : command.options) {
         const std::string left = std::string(option.name) + (option.valueName ? std::string(" ") + option.valueName : "");
-        std::printf("  %-16s %s\n", left.c_str(), option.help);
+        printOption(left, option.help);
     }
-    std::printf("  %-16s %s\n", "--help", "show this text");
+    printOption("--help", "show this text");
 }
 
 void printOverview()
@@ -89,9 +109,13 @@ void printOverview()
 std::vector<Option> outputOptions()
 {
     return {
-        {"--bits", "N", "bits a pixel in the written file: 1, 4, 8, 16, 24 or 32 (default: 1 for a 1-bit image, 8 for gray, 24 for colour)"},
+        {"--bits", "N",
+         "bits a pixel in the written file: 1, 4, 8, 16, 24 or 32 (default: the input's for convert, else 1 for a "
+         "1-bit picture, 8 for gray, 24 for colour)"},
         {"--rle", nullptr, "run-length encode the file (with --bits 4 or 8); kept only if smaller"},
-        {"--palette", "P", "keep, standard or median-cut (default: standard for gray, median-cut for colour)"},
+        {"--palette", "P",
+         "keep, standard or median-cut (default: keep for convert at the input's bits, else standard for gray, "
+         "median-cut for colour)"},
         {"--dither", "D", "fs, jjh, stucki, bayer or none: reduce the levels before writing (default: none)"},
     };
 }
