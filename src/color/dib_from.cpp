@@ -12,9 +12,6 @@
 
 namespace {
 
-constexpr const char* kOneBlockSource = "zandib";
-constexpr const char* kSepSource = "zandibsp";
-
 // A block of the library's allocator, freed on every exit.
 struct ZanFreeDeleter {
     void operator()(uint8_t* block) const { zanFree(block); }
@@ -59,13 +56,6 @@ int refusal(const FromForm& form, const BITMAPINFOHEADER* dib, const ZanImage* i
     if (const int returned = ownDIBRefused(form.site, imageTests))
         return returned;
     return ownDIBHeaderRefused(form.site, dib, *form.texts) ? ZAN_STATUS_BAD_ARGUMENT : 0;
-}
-
-// Ends a conversion that found no reader or writer, unless a fault stands.
-void failQuietly(OwnSite site)
-{
-    if (zanGetErrStatus() >= 0)
-        OWN_REPORT(site, ZAN_STATUS_INTERNAL, "");
 }
 
 // The three steps of the conversion run over the rows that DIB and image
@@ -113,10 +103,8 @@ ZanStatus convertFromDIB(const FromForm& form, const BITMAPINFOHEADER* dib, ZanI
         OWN_REPORT(site, ZAN_STATUS_MODEL_OR_SEQ, "image->channelSeq unsupport");
         return zanGetErrStatus();
     }
-    if (!pipeline.reader || !pipeline.writer) {
-        failQuietly(site);
-        return zanGetErrStatus();
-    }
+    if (!pipeline.reader || !pipeline.writer)
+        return ownDIBFinish(site, true);
     if (!image->imageData) {
         zanAllocateImage(image, 0, 0);
         if (!image->imageData) {
@@ -137,9 +125,7 @@ ZanStatus convertFromDIB(const FromForm& form, const BITMAPINFOHEADER* dib, ZanI
         decoded.reset(block);
         pixels = block;
     }
-    if (!pipeline.run(dib, pixels, image))
-        failQuietly(site);
-    return zanGetErrStatus() < 0 ? zanGetErrStatus() : ZAN_STATUS_OK;
+    return ownDIBFinish(site, !pipeline.run(dib, pixels, image));
 }
 
 // ---------------------------------------------------------------------------
@@ -206,7 +192,7 @@ extern "C" {
 
 ZAN_API ZanImage* zanTranslateDIB(BITMAPINFOHEADER* dib, int* cloneData)
 {
-    const OwnSite site{"zanTranslateDIB", kOneBlockSource};
+    const OwnSite site{"zanTranslateDIB", ownDIBSource};
     const OwnTest nullTests[] = {
         {dib == nullptr, "( dib == 0 )"},
         {cloneData == nullptr, "( cloneData == 0 )"},
@@ -256,7 +242,7 @@ ZAN_API ZanImage* zanTranslateDIB(BITMAPINFOHEADER* dib, int* cloneData)
 
 ZAN_API void zanConvertFromDIB(const BITMAPINFOHEADER* dib, ZanImage* image)
 {
-    const FromForm form{{"zanConvertFromDIB", kOneBlockSource}, &ownDIBTexts, nullptr, false};
+    const FromForm form{{"zanConvertFromDIB", ownDIBSource}, &ownDIBTexts, nullptr, false};
     const OwnTest nullTests[] = {{dib == nullptr, "dib==0"}, {image == nullptr, "image==0"}};
     bool refused = false;
     for (const OwnTest& test : nullTests)
@@ -271,7 +257,7 @@ ZAN_API void zanConvertFromDIB(const BITMAPINFOHEADER* dib, ZanImage* image)
 ZAN_API ZanStatus zanConvertFromDIBSep(const BITMAPINFOHEADER* dibHeader, const uint8_t* dibData,
                                        ZanImage* image)
 {
-    const FromForm form{{"zanConvertFromDIBSep", kSepSource}, &ownFromSepTexts, dibData, true};
+    const FromForm form{{"zanConvertFromDIBSep", ownDIBSepSource}, &ownFromSepTexts, dibData, true};
     const OwnDIBTest nullTests[] = {
         {dibHeader == nullptr, "( 0 == dibHeader )", ZAN_STATUS_BAD_ARGUMENT},
         {dibData == nullptr, "( 0 == dibData )", ZAN_STATUS_BAD_ARGUMENT},

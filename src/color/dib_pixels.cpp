@@ -98,8 +98,15 @@ void readPacked16(const OwnDIBFormat& format, const uint8_t* row, uint8_t* recor
 
 void readBytes24(const OwnDIBFormat&, const uint8_t* row, uint8_t* records, int width)
 {
-    for (int x = 0; x < width; ++x)
-        std::memcpy(records + 4 * x, row + 3 * x, 3);
+    // Whole words but for the last pixel, whose fourth byte may lie past the
+    // block; byte 3 of each record stays 0.
+    for (int x = 0; x + 1 < width; ++x) {
+        uint32_t word;
+        std::memcpy(&word, row + 3 * x, 4);
+        word &= 0x00FFFFFFu;
+        std::memcpy(records + 4 * x, &word, 4);
+    }
+    std::memcpy(records + 4 * (width - 1), row + 3 * (width - 1), 3);
 }
 
 void readPacked32(const OwnDIBFormat& format, const uint8_t* row, uint8_t* records, int width)
@@ -189,9 +196,24 @@ inline T fromByte(uint8_t v)
     return static_cast<T>(sizeof(T) == 1 ? v : v * 256);
 }
 
+// True when the channels of a pixel lie side by side and pixels follow one
+// another: the row is one array of samples.
+template <class T, int N>
+bool packedRow(const OwnView& view)
+{
+    return view.channelStep == sizeof(T) && view.pixelStep == N * sizeof(T);
+}
+
 template <class T, int N>
 void readImage(const OwnView& view, int y, uint8_t* records, int width)
 {
+    if (N > 1 && packedRow<T, N>(view)) {
+        const T* row = ownRowAt<const T>(view, y, 0);
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < N; ++c)
+                records[4 * x + c] = toByte(row[N * x + c]);
+        return;
+    }
     const T* rows[N];
     for (int c = 0; c < N; ++c)
         rows[c] = ownRowAt<const T>(view, y, c);
@@ -218,6 +240,13 @@ void readImageBits(const OwnView& view, int y, uint8_t* records, int width)
 template <class T, int N>
 void writeImage(const OwnView& view, int y, const uint8_t* records, int width)
 {
+    if (N > 1 && packedRow<T, N>(view)) {
+        T* row = ownRowAt<T>(view, y, 0);
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < N; ++c)
+                row[N * x + c] = fromByte<T>(records[4 * x + c]);
+        return;
+    }
     T* rows[N];
     for (int c = 0; c < N; ++c)
         rows[c] = ownRowAt<T>(view, y, c);
@@ -390,6 +419,13 @@ OwnDIBRows ownDIBRows(const BITMAPINFOHEADER* dib, const ZanImage* image)
 {
     return OwnDIBRows{ownDIBHeight(dib), dib->biHeight > 0, image->height,
                       image->origin == ZAN_ORIGIN_BOTTOM_LEFT};
+}
+
+ZanStatus ownDIBFinish(OwnSite site, bool failed)
+{
+    if (failed && zanGetErrStatus() >= 0)
+        OWN_REPORT(site, ZAN_STATUS_INTERNAL, "");
+    return zanGetErrStatus() < 0 ? zanGetErrStatus() : ZAN_STATUS_OK;
 }
 
 int ownDIBRefusal(OwnSite site, const OwnDIBTest* tests, std::size_t count)

@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr const char* kOneBlockSource = "zandib";
-constexpr const char* kSepSource = "zandibsp";
-
 // How the one-block and the Sep form differ.
 struct ToForm {
     OwnSite site;
@@ -124,14 +121,6 @@ OwnImageOwner dithered(const ToForm& form, const ZanImage* image, const BITMAPIN
     return temp;
 }
 
-// Ends a conversion that failed without a report of its own.
-ZanStatus endStatus(OwnSite site, bool failed)
-{
-    if (failed && zanGetErrStatus() >= 0)
-        OWN_REPORT(site, ZAN_STATUS_INTERNAL, "");
-    return zanGetErrStatus() < 0 ? zanGetErrStatus() : ZAN_STATUS_OK;
-}
-
 // Reader, adaptor and writer over all rows of the image.
 bool writePixels(const ToForm& form, const ZanImage* source, BITMAPINFOHEADER* dib)
 {
@@ -176,16 +165,16 @@ ZanStatus convertToDIB(const ToForm& form, const ZanImage* image, BITMAPINFOHEAD
     if (const int returned = refusal(form, image, dib, dither, paletteConversion))
         return returned;
     if (!writePalette(site, dib, image, paletteConversion))
-        return endStatus(site, true);
+        return ownDIBFinish(site, true);
     OwnImageOwner reduced;
     if (dither != ZAN_DITHER_NONE) {
         int returned = ZAN_STATUS_OK;
         reduced = dithered(form, image, dib, dither, returned);
         if (!reduced)
-            return form.sep && returned ? returned : endStatus(site, true);
+            return form.sep && returned ? returned : ownDIBFinish(site, true);
     }
     if (!writePixels(form, reduced ? reduced.get() : image, dib))
-        return endStatus(site, true);
+        return ownDIBFinish(site, true);
     reduced = OwnImageOwner();
     if (dib->biCompression == BI_RLE8 || dib->biCompression == BI_RLE4) {
         if (!form.sep)
@@ -193,7 +182,7 @@ ZanStatus convertToDIB(const ToForm& form, const ZanImage* image, BITMAPINFOHEAD
         else if (const int encoded = ownRLEEncodeSep(dib, form.dibData, site.function))
             return encoded;
     }
-    return endStatus(site, false);
+    return ownDIBFinish(site, false);
 }
 
 // zanCheckImageHeader, then an image that holds its pixels.
@@ -218,7 +207,7 @@ extern "C" {
 ZAN_API void zanConvertToDIB(const ZanImage* image, BITMAPINFOHEADER* dib, int32_t dither,
                              int32_t paletteConversion)
 {
-    const ToForm form{{"zanConvertToDIB", kOneBlockSource}, &ownDIBTexts, nullptr, false};
+    const ToForm form{{"zanConvertToDIB", ownDIBSource}, &ownDIBTexts, nullptr, false};
     if (imageRefusal(form.site, image))
         return;
     const OwnTest nullTests[] = {{dib == nullptr, "dib==0"}};
@@ -229,7 +218,7 @@ ZAN_API void zanConvertToDIB(const ZanImage* image, BITMAPINFOHEADER* dib, int32
 ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* dibHeader,
                                      uint8_t* dibData, int32_t dither, int32_t paletteConversion)
 {
-    const ToForm form{{"zanConvertToDIBSep", kSepSource}, &ownToSepTexts, dibData, true};
+    const ToForm form{{"zanConvertToDIBSep", ownDIBSepSource}, &ownToSepTexts, dibData, true};
     if (const int returned = imageRefusal(form.site, image))
         return returned;
     const OwnDIBTest nullTests[] = {

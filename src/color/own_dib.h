@@ -53,8 +53,9 @@ bool ownIsGrayPalette(const BITMAPINFOHEADER* dib);
 // 1, or 0 for any other count, which writes nothing.
 int ownStandardPalette(BITMAPINFOHEADER* dib, int gray);
 
-// Fits a palette of 2 to the power biBitCount entries to the image by median
-// cut and sets biClrUsed. Returns 1, or 0 on failure without a report.
+// Fits a palette of 2 to the power biBitCount entries (no more than the
+// palette's room, ownDIBPaletteCount) to the image by median cut and sets
+// biClrUsed. Returns 1, or 0 on failure without a report.
 int ownMedianCutPalette(BITMAPINFOHEADER* dib, const ZanImage* image);
 
 // The entry of count palette entries nearest to the colour (blue, green, red

@@ -65,6 +65,14 @@ inline int64_t ownDIBHeight(const BITMAPINFOHEADER* dib)
     return dib->biHeight < 0 ? -int64_t{dib->biHeight} : dib->biHeight;
 }
 
+// The source names of the one-block and the Sep conversions in reports.
+inline constexpr const char* ownDIBSource = "zandib";
+inline constexpr const char* ownDIBSepSource = "zandibsp";
+
+// Ends a conversion: one that failed with no fault standing reports status -3
+// with no text. Returns the thread's status if it is negative, else 0.
+ZanStatus ownDIBFinish(OwnSite site, bool failed);
+
 // One test of a DIB conversion's checks: its text, and the value that the
 // Sep forms return when it fails (status -5 is reported in every case).
 struct OwnDIBTest {

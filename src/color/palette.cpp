@@ -312,8 +312,11 @@ int ownMedianCutPalette(BITMAPINFOHEADER* dib, const ZanImage* image)
 {
     if (dib->biBitCount > 8)
         return 0;
-    const int n = 1 << dib->biBitCount;
+    // No more entries than the palette has room for.
+    const int n = static_cast<int>(std::min<int64_t>(int64_t{1} << dib->biBitCount, ownDIBPaletteCount(dib)));
     uint8_t* palette = ownDIBPalette(dib);
+    if (n < 1 || (image->depth == ZAN_DEPTH_1U && n < 2))
+        return 0;
     if (image->depth == ZAN_DEPTH_1U) {
         grayRamp(palette, 2);
         dib->biClrUsed = 2;

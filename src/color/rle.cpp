@@ -61,21 +61,15 @@ RleShape rleShape(const BITMAPINFOHEADER* dib)
 // The largest block this codec allocates; zanMalloc's length is an int.
 bool blockFits(int64_t bytes) { return bytes > 0 && bytes <= INT_MAX; }
 
-// Nibble or byte `index` of a packed row.
-inline uint8_t pixelAt(const uint8_t* row, int64_t index, bool nibbles)
+// Nibble `index` of a packed row, the high one first.
+inline uint8_t nibbleAt(const uint8_t* row, int64_t index)
 {
-    if (!nibbles)
-        return row[index];
     const uint8_t byte = row[index >> 1];
     return (index & 1) ? byte & 0x0F : byte >> 4;
 }
 
-inline void storePixel(uint8_t* row, int64_t index, uint8_t value, bool nibbles)
+inline void storeNibble(uint8_t* row, int64_t index, uint8_t value)
 {
-    if (!nibbles) {
-        row[index] = value;
-        return;
-    }
     uint8_t& byte = row[index >> 1];
     byte = (index & 1) ? static_cast<uint8_t>((byte & 0xF0) | (value & 0x0F))
                        : static_cast<uint8_t>((byte & 0x0F) | (value << 4));
@@ -115,8 +109,6 @@ private:
     const uint8_t* end_;
 };
 
-enum class DecodeResult { done, fault };
-
 class Decoder {
 public:
     Decoder(const RleShape& shape, uint8_t* block, OwnSite site)
@@ -124,8 +116,8 @@ public:
     {
     }
 
-    // Runs the commands until the end of the bitmap or a fault, which it
-    // reports.
+    // Runs the commands until the end of the bitmap (true) or a fault, which
+    // it reports (false).
     bool run(StreamReader& in)
     {
         while (col_ <= shape_.width && row_ <= shape_.height) {
@@ -183,10 +175,11 @@ private:
         if (!fits(n))
             return false;
         uint8_t* row = currentRow();
-        for (int i = 0; i < n; ++i) {
-            const uint8_t pixel = shape_.nibbles ? ((i & 1) ? value & 0x0F : value >> 4) : value;
-            storePixel(row, col_ + i, pixel, shape_.nibbles);
-        }
+        if (shape_.nibbles)
+            for (int i = 0; i < n; ++i)
+                storeNibble(row, col_ + i, (i & 1) ? value & 0x0F : value >> 4);
+        else
+            std::memset(row + col_, value, static_cast<std::size_t>(n));
         col_ += n;
         return true;
     }
@@ -198,8 +191,11 @@ private:
             return false;
         const uint8_t* packed = in.take(bytes);
         uint8_t* row = currentRow();
-        for (int i = 0; i < n; ++i)
-            storePixel(row, col_ + i, pixelAt(packed, i, shape_.nibbles), shape_.nibbles);
+        if (shape_.nibbles)
+            for (int i = 0; i < n; ++i)
+                storeNibble(row, col_ + i, nibbleAt(packed, i));
+        else
+            std::memcpy(row + col_, packed, bytes);
         col_ += n;
         in.alignToWord();
         return true;
@@ -294,7 +290,7 @@ void encodeRow8(const uint8_t* p, int w, StreamWriter& out)
 class NibbleRow {
 public:
     NibbleRow(const uint8_t* row, int w) : row_(row), w_(w) {}
-    uint8_t operator[](int index) const { return pixelAt(row_, index, true); }
+    uint8_t operator[](int index) const { return nibbleAt(row_, index); }
     // Nibbles index, index + 1 ... equal nibbles other, other + 1 ..., all
     // of them within the row.
     bool same(int index, int other, int count) const

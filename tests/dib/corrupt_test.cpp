@@ -100,4 +100,61 @@ TEST(CorruptInput, RandomHeadersReadOnlyTheirBlocks)
     }
 }
 
+// A random DIB header of any bit count, compression and palette length.
+BITMAPINFOHEADER randomTarget(std::mt19937& rng, int width, int height)
+{
+    const int bitCounts[] = {1, 2, 4, 8, 16, 24, 32};
+    const int bits = bitCounts[rng() % 7];
+    uint32_t compression = BI_RGB;
+    if (rng() % 2 && (bits == 4 || bits == 8))
+        compression = bits == 8 ? BI_RLE8 : BI_RLE4;
+    if (rng() % 2 && (bits == 16 || bits == 32))
+        compression = BI_BITFIELDS;
+    const bool rle = compression == BI_RLE8 || compression == BI_RLE4;
+    const uint32_t clrUsed = (bits <= 8 && rng() % 2) ? 1 + rng() % (1u << bits) : 0;
+    return dt::makeHeader(width, (rle || rng() % 2) ? height : -height, bits, compression, clrUsed);
+}
+
+TEST(CorruptInput, EveryTargetIsWrittenWithinItsBlocks)
+{
+    std::mt19937 rng(41);
+    const char* sequences[][2] = {{"G\0\0", "GRAY"}, {"RGB", "BGR"}, {"RGBA", "BGRA"}};
+    const int dithers[] = {ZAN_DITHER_NONE, ZAN_DITHER_FS, ZAN_DITHER_JJH, ZAN_DITHER_STUCKEY, ZAN_DITHER_BAYER};
+    for (int trial = 0; trial < 1500; ++trial) {
+        const int kind = int(rng() % 3);
+        const int channels = kind == 0 ? 1 : kind == 1 ? 3 : 4;
+        const uint32_t depth = (channels == 1 && rng() % 4 == 0) ? ZAN_DEPTH_1U : rng() % 3 ? ZAN_DEPTH_8U : ZAN_DEPTH_16U;
+        const int width = 1 + int(rng() % 12);
+        const int height = 1 + int(rng() % 6);
+        zt::Image image(zanCreateImageHeader(channels, channels == 4 ? 4 : 0, depth, "RGB", sequences[kind][rng() % 2],
+                                             depth == ZAN_DEPTH_1U ? 0 : int(rng() % 2), int(rng() % 2), 4, width,
+                                             height, nullptr, nullptr, nullptr, nullptr));
+        zanAllocateImage(image.get(), 0, 0);
+        zt::fillRandom(image.get(), rng);
+        BITMAPINFOHEADER h = randomTarget(rng, width, height);
+        const int dither = dithers[rng() % 5];
+        const int palette = int(rng() % 3);
+        SCOPED_TRACE(testing::Message() << "trial " << trial << ", " << h.biBitCount << " bits, compression "
+                                        << h.biCompression << ", dither " << dither << ", palette " << palette);
+        dt::Dib dib(h);
+        std::vector<uint8_t> headerBlock(size_t(40 + 4 * dt::slotsOf(h)));
+        std::memcpy(headerBlock.data(), &h, 40);
+        for (int k = 0; k < 3 && h.biCompression == BI_BITFIELDS; ++k) {
+            const uint32_t mask = uint32_t(rng()) & (h.biBitCount == 16 ? 0xFFFFu : 0xFFFFFFFFu);
+            dib.setSlot(k, mask);
+            std::memcpy(headerBlock.data() + 40 + 4 * k, &mask, 4);
+        }
+        std::vector<uint8_t> data(size_t(dt::rowBytes(width, h.biBitCount) * height));
+        RecordingReporter reporter;
+        zanConvertToDIB(image.get(), dib.header(), dither, palette);
+        EXPECT_EQ(zanGetErrStatus() == 0, reporter.reports().empty());
+        reporter.clear();
+        zanSetErrStatus(0);
+        const ZanStatus status = zanConvertToDIBSep(image.get(), reinterpret_cast<BITMAPINFOHEADER*>(headerBlock.data()),
+                                                    data.data(), dither, palette);
+        EXPECT_LE(status, 0);
+        EXPECT_EQ(status == 0, reporter.reports().empty());
+    }
+}
+
 } // namespace

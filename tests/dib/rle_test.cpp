@@ -83,14 +83,6 @@ TEST(RleDecode, Rle8MoveAcrossRowsAndEndAfterTheLastRow)
     EXPECT_TRUE(reporter.reports().empty());
 }
 
-TEST(RleDecode, Rle8EndOfBitmapAfterLastEndOfRow)
-{
-    RecordingReporter reporter;
-    const Decoded d = decode(2, 2, BI_RLE8, {2, 3, 0, 0, 2, 4, 0, 0, 0, 1});
-    expectRows(d, {{3, 3}, {4, 4}}, false);
-    EXPECT_TRUE(reporter.reports().empty());
-}
-
 TEST(RleDecode, Rle4RunsSplitAcrossBytesAndPaddedLiterals)
 {
     RecordingReporter reporter;
