@@ -158,12 +158,11 @@ bool readPicture(const std::string& path, Picture& picture, std::string& error)
     int cloned = 0;
     ZanImage* image = zanTranslateDIB(headerOf(picture.dib), &cloned);
     picture.image = Image(image, cloned ? ZAN_FREE_ALL : ZAN_FREE_ALL & ~ZAN_FREE_DATA);
-    if (libraryFailed(error) || !image) {
-        error = "cannot read the pixels: " + error;
-        picture.image = Image();
-        return false;
-    }
-    return true;
+    if (!libraryFailed(error) && image)
+        return true;
+    error = "cannot read the pixels: " + (error.empty() ? std::string("zanTranslateDIB made no image") : error);
+    picture.image = Image();
+    return false;
 }
 
 bool sharesDib(const Picture& picture)
