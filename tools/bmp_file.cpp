@@ -38,13 +38,6 @@ std::string str(uint64_t value)
     return std::to_string(value);
 }
 
-const char* compressionName(uint32_t compression)
-{
-    static const char* const names[] = {"BI_RGB", "BI_RLE8",        "BI_RLE4",         "BI_BITFIELDS",
-                                        "BI_JPEG", "BI_PNG", "BI_ALPHABITFIELDS"};
-    return compression < std::size(names) ? names[compression] : "unknown";
-}
-
 bool knownBitCount(int bits)
 {
     return bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
@@ -153,6 +146,13 @@ std::vector<uint8_t> packDib(std::span<const uint8_t> file, const Layout& layout
 }
 
 }  // namespace
+
+const char* compressionName(uint32_t compression)
+{
+    static const char* const names[] = {"BI_RGB",  "BI_RLE8", "BI_RLE4",          "BI_BITFIELDS",
+                                        "BI_JPEG", "BI_PNG",  "BI_ALPHABITFIELDS"};
+    return compression < std::size(names) ? names[compression] : "unknown";
+}
 
 DibFields readFields(const uint8_t* h)
 {

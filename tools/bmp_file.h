@@ -42,6 +42,8 @@ struct DibFields {
 DibFields readFields(const uint8_t* header);
 void writeFields(uint8_t* header, const DibFields& fields);
 
+// "BI_RGB" and the other names of biCompression's codes.
+const char* compressionName(uint32_t compression);
 bool isRle(const DibFields& fields);
 // 32-bit slots between header and pixels: palette entries, and the three
 // masks of BI_BITFIELDS.

@@ -88,8 +88,8 @@ void printHelp(const Command& command)
     if (!command.options.empty())
         std::printf("\noptions:\n");
     for (const Option& option : command.options) {
-        const std::string left = std::string(option.name) + (option.valueName ? std::string(" ") + option.valueName : "");
-        printOption(left, option.help);
+        const std::string value = option.valueName ? std::string(" ") + option.valueName : "";
+        printOption(option.name + value, option.help);
     }
     printOption("--help", "show this text");
 }

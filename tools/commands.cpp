@@ -49,11 +49,10 @@ int runInfo(const Command& command, const Args& args)
     if (!readPicture(path, picture, error))
         return fail(command, path + ": " + error);
     const DibFields f = readFields(picture.dib.data());
-    static const char* const compressions[] = {"BI_RGB", "BI_RLE8", "BI_RLE4", "BI_BITFIELDS"};
     std::printf("%s: BMP file of %zu bytes, header of %u bytes\n", path.c_str(), file.size(),
                 readFields(file.data() + kFileHeaderBytes).size);
     std::printf("  %dx%d, %d bits, %s, %s\n", f.width, f.height < 0 ? -f.height : f.height, f.bitCount,
-                compressions[f.compression], f.height < 0 ? "top-down" : "bottom-up");
+                compressionName(f.compression), f.height < 0 ? "top-down" : "bottom-up");
     if (f.bitCount <= 8)
         std::printf("  palette of %u entries\n", f.clrUsed);
     std::printf("  pixels: %llu bytes\n", static_cast<unsigned long long>(pixelBytes(f)));

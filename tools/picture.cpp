@@ -207,9 +207,8 @@ bool makeWorkingImage(Picture& picture, std::string& error)
 
 std::string describe(const Written& w)
 {
-    static const char* const compressions[] = {"BI_RGB", "BI_RLE8", "BI_RLE4", "BI_BITFIELDS"};
     std::string text = std::to_string(w.width) + "x" + std::to_string(w.height) + ", " + std::to_string(w.bits) +
-                       " bits, " + (w.compression < 4 ? compressions[w.compression] : "?");
+                       " bits, " + compressionName(w.compression);
     if (w.paletteEntries)
         text += ", " + std::to_string(w.paletteEntries) + " colours";
     return text + ", " + std::to_string(w.fileBytes) + " bytes";

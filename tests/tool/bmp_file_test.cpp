@@ -169,7 +169,8 @@ TEST(BmpFile, DamagedFilesGiveTheirError)
 {
     const Damage damages[] = {
         {"empty", [](auto& f) { f.clear(); }, "not a BMP file (it does not start with \"BM\")"},
-        {"text", [](auto& f) { f.assign({'h', 'e', 'l', 'l', 'o'}); }, "not a BMP file (it does not start with \"BM\")"},
+        {"text", [](auto& f) { f.assign({'h', 'e', 'l', 'l', 'o'}); },
+         "not a BMP file (it does not start with \"BM\")"},
         {"short", [](auto& f) { f.resize(12); }, "truncated BMP file: 12 bytes, too short for its headers"},
         {"header cut", [](auto& f) { f.resize(40); }, "truncated BMP file: the header needs 54 bytes, the file has 40"},
         {"core header", [](auto& f) { put32(f, 14, 12); }, "unsupported OS/2 BMP header of 12 bytes"},
