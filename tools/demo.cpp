@@ -1,14 +1,12 @@
-// zan demo: makes a zone plate, a colour ramp and noise, runs them through
+// zan demo: makes the test pattern, a colour ramp and noise, runs them through
 // the library's operations and writes every result as a BMP file. Every
 // step is deterministic, and the pictures are small enough to be quick.
 #include "demo.h"
 
 #include "operations.h"
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <numbers>
 
 namespace zantool {
 
@@ -22,18 +20,13 @@ unsigned char* row(const ZanImage* image, int y)
     return reinterpret_cast<unsigned char*>(image->imageData) + static_cast<size_t>(y) * image->widthStep;
 }
 
-// A circular zone plate: sin(r^2 * 2 pi / (4 height)) around the centre,
-// whose rings get closer with the distance.
+// The library's test pattern: a circular zone plate whose rings get closer
+// with the distance from the centre.
 void fillZonePlate(ZanImage* image)
 {
-    const int cx = image->width / 2;
-    const int cy = image->height / 2;
-    const double k = 2 * std::numbers::pi / (4.0 * image->height);
-    for (int y = 0; y < image->height; ++y)
-        for (int x = 0; x < image->width; ++x) {
-            const double v = std::sin(((y - cy) * (y - cy) + (x - cx) * (x - cx)) * k);
-            row(image, y)[x] = static_cast<unsigned char>((v + 1.0) * 127.99999);
-        }
+    Image pattern(zanCreateImageJaehne(ZAN_DEPTH_8U, image->width, image->height));
+    if (pattern)
+        zanCopy(pattern.get(), image);
 }
 
 // Red grows to the right, green downward, blue to the left.
@@ -48,15 +41,14 @@ void fillColourRamp(ZanImage* image)
         }
 }
 
-// Uniform noise from a linear congruential generator with a fixed seed.
+// Uniform noise over the whole 8-bit range from the library's generator,
+// with a fixed seed.
 void fillNoise(ZanImage* image)
 {
-    uint32_t state = 1999;
-    for (int y = 0; y < image->height; ++y)
-        for (int x = 0; x < image->width; ++x) {
-            state = state * 214013u + 2531011u;
-            row(image, y)[x] = static_cast<unsigned char>(state >> 16);
-        }
+    ZanNoiseParam param;
+    zanNoiseUniformInit(&param, 1999, 0, 255);
+    zanSet(image, 0);
+    zanNoiseImage(image, &param, ZAN_NOISE_UNIFORM);
 }
 
 // The pictures of a run, its folder and its count of files.
