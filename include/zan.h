@@ -523,6 +523,13 @@ ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* di
                                      int32_t paletteConversion);
 
 /* ------------------------------------------------------------------------ */
+/* Measurement                                                              */
+/* ------------------------------------------------------------------------ */
+
+/* The smallest and largest sample of a 32F image in its ROI. */
+ZAN_API ZanStatus zanMinMaxFP(const ZanImage* srcImage, float* min, float* max);
+
+/* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */
 
