@@ -526,6 +526,17 @@ ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* di
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */
 
+#define ZAN_NORM_INF     1
+#define ZAN_NORM_L1      2
+#define ZAN_NORM_L2      4
+#define ZAN_NORM_REL_INF 9
+#define ZAN_NORM_REL_L1  10
+#define ZAN_NORM_REL_L2  12
+
+/* The norm of an image or of the difference of two (srcImageB may be null);
+ * -1.0 division by zero, -2.0 an undefined norm, -3.0 no memory. */
+ZAN_API double zanNorm(const ZanImage* srcImageA, const ZanImage* srcImageB, int normType);
+
 /* The smallest and largest sample of a 32F image in its ROI. */
 ZAN_API ZanStatus zanMinMaxFP(const ZanImage* srcImage, float* min, float* max);
 
