@@ -1,6 +1,8 @@
 // Spatial, central and normalised moments of one channel up to order 3.
 #include "own_measure.h"
 
+#include "../arith/own_simd.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -38,6 +40,50 @@ MomentRegion momentRegion(const ZanImage* image)
     return region;
 }
 
+// The sample i of a row: a bit of a 1-bit row, else a value.
+template <class T>
+double sampleOf(const own_rows::Region& samples, const void* row, int i)
+{
+    if constexpr (std::is_same_v<T, bool>)
+        return ownGetBit(static_cast<const uint8_t*>(row), samples.bitOffset + i) ? 1.0 : 0.0;
+    else
+        return static_cast<double>(static_cast<const T*>(row)[static_cast<std::ptrdiff_t>(i) * samples.pixelStride]);
+}
+
+#if OWN_HAVE_SSE2
+// The four sums of an unmasked row of values, two pixels to a register and
+// two registers at a time; returns the pixels done.
+template <class T>
+int packedRowSums(const own_rows::Region& samples, const T* row, int x0, int width, double s[4])
+{
+    __m128d sum[2][4] = {};
+    const __m128d step = _mm_set1_pd(4.0);
+    __m128d x[2] = {_mm_set_pd(x0 + 1.0, x0), _mm_set_pd(x0 + 3.0, x0 + 2.0)};
+    const std::ptrdiff_t stride = samples.pixelStride;
+    int i = 0;
+    for (; i + 4 <= width; i += 4) {
+        for (int k = 0; k < 2; ++k) {
+            const T* p = row + (i + 2 * k) * stride;
+            const __m128d v = _mm_set_pd(static_cast<double>(p[stride]), static_cast<double>(p[0]));
+            sum[k][0] = _mm_add_pd(sum[k][0], v);
+            __m128d term = _mm_mul_pd(v, x[k]);
+            sum[k][1] = _mm_add_pd(sum[k][1], term);
+            term = _mm_mul_pd(term, x[k]);
+            sum[k][2] = _mm_add_pd(sum[k][2], term);
+            term = _mm_mul_pd(term, x[k]);
+            sum[k][3] = _mm_add_pd(sum[k][3], term);
+            x[k] = _mm_add_pd(x[k], step);
+        }
+    }
+    for (int k = 0; k < 4; ++k) {
+        alignas(16) double lanes[2];
+        _mm_store_pd(lanes, _mm_add_pd(sum[0][k], sum[1][k]));
+        s[k] = lanes[0] + lanes[1];
+    }
+    return i;
+}
+#endif
+
 // Sums of v * x^k over one row of a piece for k = 0 .. top, x the image
 // column; pixels whose mask bit is clear are left out.
 template <class T>
@@ -46,16 +92,17 @@ void rowSums(const own_rows::Region& samples, const own_rows::Region* mask, int 
 {
     s[0] = s[1] = s[2] = s[3] = 0.0;
     const uint8_t* maskRow = mask ? own_rows::rowOf<uint8_t>(*mask, 0, y) : nullptr;
-    const T* row = own_rows::rowOf<T>(samples, 0, y);
-    const uint8_t* bits = own_rows::rowOf<uint8_t>(samples, 0, y);
-    for (int i = 0; i < width; ++i) {
+    const void* row = own_rows::rowOf<char>(samples, 0, y);
+    int i = 0;
+#if OWN_HAVE_SSE2
+    if constexpr (!std::is_same_v<T, bool>)
+        if (!maskRow && top == 3)
+            i = packedRowSums<T>(samples, static_cast<const T*>(row), x0, width, s);
+#endif
+    for (; i < width; ++i) {
         if (maskRow && !ownGetBit(maskRow, mask->bitOffset + i))
             continue;
-        double v;
-        if constexpr (std::is_same_v<T, bool>)
-            v = ownGetBit(bits, samples.bitOffset + i) ? 1.0 : 0.0;
-        else
-            v = static_cast<double>(row[static_cast<std::ptrdiff_t>(i) * samples.pixelStride]);
+        const double v = sampleOf<T>(samples, row, i);
         const double x = x0 + i;
         s[0] += v;
         if (top >= 1)
