@@ -245,6 +245,19 @@ bool tableOf(const ZanImage* image, ZanMomentTable* table)
     return region.width > 0 && region.height > 0 && allMoments(image, region, table);
 }
 
+// A spatial moment of an image after the checks, normalised if asked;
+// 0.0 for an empty region.
+double spatialOf(const char* function, const ZanImage* image, int m, int n, bool normalised)
+{
+    if (!checkImage(function, image, true, m, n))
+        return 0.0;
+    const MomentRegion region = momentRegion(image);
+    if (region.width <= 0 || region.height <= 0)
+        return 0.0;
+    const double moment = oneMoment(image, region, m, n);
+    return normalised ? moment / normaliser(oneMoment(image, region, 0, 0), m, n) : moment;
+}
+
 } // namespace
 
 extern "C" ZAN_API void zanMoments(const ZanImage* image, ZanMomentTable* state)
@@ -282,22 +295,12 @@ extern "C" ZAN_API double zanGetNormalizedCentralMoment(const ZanMomentTable* st
 
 extern "C" ZAN_API double zanSpatialMoment(const ZanImage* image, int m, int n)
 {
-    if (!checkImage("zanSpatialMoment", image, true, m, n))
-        return 0.0;
-    const MomentRegion region = momentRegion(image);
-    if (region.width <= 0 || region.height <= 0)
-        return 0.0;
-    return oneMoment(image, region, m, n);
+    return spatialOf("zanSpatialMoment", image, m, n, false);
 }
 
 extern "C" ZAN_API double zanNormalizedSpatialMoment(const ZanImage* image, int m, int n)
 {
-    if (!checkImage("zanNormalizedSpatialMoment", image, true, m, n))
-        return 0.0;
-    const MomentRegion region = momentRegion(image);
-    if (region.width <= 0 || region.height <= 0)
-        return 0.0;
-    return oneMoment(image, region, m, n) / normaliser(oneMoment(image, region, 0, 0), m, n);
+    return spatialOf("zanNormalizedSpatialMoment", image, m, n, true);
 }
 
 extern "C" ZAN_API double zanCentralMoment(const ZanImage* image, int m, int n)
