@@ -380,7 +380,7 @@ bool buildMask(const ZanImage* const images[2], int width, int height, OwnImageO
     const ZanImage* maskB = images[1] ? images[1]->maskROI : nullptr;
     if (!maskA && !maskB)
         return true;
-    *mask = OwnImageOwner(zanCreateImageHeader(1, 0, ZAN_DEPTH_1U, "GRAY", "G", ZAN_DATA_ORDER_PLANE,
+    *mask = OwnImageOwner(zanCreateImageHeader(1, 0, ZAN_DEPTH_1U, "GRAY", "G\0\0\0", ZAN_DATA_ORDER_PLANE,
                                                ZAN_ORIGIN_TOP_LEFT, ZAN_ALIGN_QWORD, width, height,
                                                nullptr, nullptr, nullptr, nullptr),
                           ZAN_FREE_HEADER | ZAN_FREE_DATA);
