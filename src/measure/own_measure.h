@@ -36,9 +36,3 @@ struct OwnChannelRows {
     T at(const T* row, int x) const { return row[static_cast<std::ptrdiff_t>(x) * region.pixelStride]; }
     own_rows::Region region;
 };
-
-// The row of a mask piece and its bit phase.
-inline const uint8_t* ownMaskRow(const own_rows::Region& mask, int y)
-{
-    return own_rows::rowOf<uint8_t>(mask, 0, y);
-}
