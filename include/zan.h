@@ -523,6 +523,46 @@ ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* di
                                      int32_t paletteConversion);
 
 /* ------------------------------------------------------------------------ */
+/* Measurement                                                              */
+/* ------------------------------------------------------------------------ */
+
+#define ZAN_NORM_INF     1
+#define ZAN_NORM_L1      2
+#define ZAN_NORM_L2      4
+#define ZAN_NORM_REL_INF 9
+#define ZAN_NORM_REL_L1  10
+#define ZAN_NORM_REL_L2  12
+
+/* The norm of an image or of the difference of two (srcImageB may be null);
+ * -1.0 division by zero, -2.0 an undefined norm, -3.0 no memory. */
+ZAN_API double zanNorm(const ZanImage* srcImageA, const ZanImage* srcImageB, int normType);
+
+/* One entry of the moment table: value is the spatial moment of its order;
+ * scale is 1 / region width in entry (1, 0) and 1 / region height in (0, 1). */
+typedef struct ZanMoment {
+    double scale;
+    double value;
+} ZanMoment;
+
+/* Spatial moments up to order 3, entry [m][n] for x to the m, y to the n. */
+typedef struct ZanMomentTable {
+    ZanMoment entry[4][4];
+} ZanMomentTable;
+
+ZAN_API void zanMoments(const ZanImage* image, ZanMomentTable* state);
+ZAN_API double zanGetSpatialMoment(const ZanMomentTable* state, int m, int n);
+ZAN_API double zanGetNormalizedSpatialMoment(const ZanMomentTable* state, int m, int n);
+ZAN_API double zanGetCentralMoment(const ZanMomentTable* state, int m, int n);
+ZAN_API double zanGetNormalizedCentralMoment(const ZanMomentTable* state, int m, int n);
+ZAN_API double zanSpatialMoment(const ZanImage* image, int m, int n);
+ZAN_API double zanNormalizedSpatialMoment(const ZanImage* image, int m, int n);
+ZAN_API double zanCentralMoment(const ZanImage* image, int m, int n);
+ZAN_API double zanNormalizedCentralMoment(const ZanImage* image, int m, int n);
+
+/* The smallest and largest sample of a 32F image in its ROI. */
+ZAN_API ZanStatus zanMinMaxFP(const ZanImage* srcImage, float* min, float* max);
+
+/* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */
 
