@@ -105,10 +105,14 @@ void sumFP(float* acc, int n, const OwnConvStage& k, const LaneRows<float>& src,
     }
 }
 
-// Rounds to the nearest integer, ties to even, held to the 32-bit range.
+// Rounds to the nearest integer, ties to even, whatever the caller's
+// rounding mode, held to the 32-bit range.
 int32_t roundToInt(double value)
 {
-    const double r = std::nearbyint(value);
+    double r = std::floor(value);
+    const double fraction = value - r;
+    if (fraction > 0.5 || (fraction == 0.5 && std::fmod(r, 2.0) != 0))
+        r += 1;
     if (!(r > -2147483648.0))
         return std::numeric_limits<int32_t>::min();
     if (r > 2147483647.0)
