@@ -559,6 +559,13 @@ ZAN_API void zanConvolve2D(const ZanImage* srcImage, ZanImage* dstImage,
 ZAN_API void zanConvolve2DFP(const ZanImage* srcImage, ZanImage* dstImage,
                              const ZanConvKernelFP* kernel, int nKernels, int method);
 
+/* Separable convolution: a one-row kernel, a one-column kernel or both
+ * (either may be null); the y sum first, then the x sum. */
+ZAN_API void zanConvolveSep2D(const ZanImage* srcImage, ZanImage* dstImage,
+                              ZanConvKernel xKernel, ZanConvKernel yKernel);
+ZAN_API void zanConvolveSep2DFP(const ZanImage* srcImage, ZanImage* dstImage,
+                                ZanConvKernelFP xKernel, ZanConvKernelFP yKernel);
+
 /* ------------------------------------------------------------------------ */
 /* Noise and test images                                                    */
 /* ------------------------------------------------------------------------ */

@@ -111,7 +111,7 @@ OwnRect regionOf(const ZanImage* image)
 int coiOf(const ZanImage* image) { return image->roi ? image->roi->coi : 0; }
 
 // The channels both images process; false after a report.
-bool planChannels(const OwnSite& site, const ZanImage* src, const ZanImage* dst, OwnConvPlan* plan)
+bool planChannels(const OwnSite& site, const ZanImage* src, const ZanImage* dst, OwnLanes* plan)
 {
     const int srcCoi = coiOf(src);
     const int dstCoi = coiOf(dst);
@@ -192,7 +192,7 @@ void convolve(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage,
         return;
 
     OwnConvPlan plan{};
-    if (!planChannels(site, &src, dstImage, &plan))
+    if (!planChannels(site, &src, dstImage, &plan.lanes))
         return;
 
     int maskState = OWN_MASK_KEPT;

@@ -11,21 +11,6 @@
 
 namespace {
 
-// The samples of one lane: column j of row y at kernel column offset dx.
-template <class T>
-struct LaneRows {
-    const char* base; // row 0, first sample of the lane
-    int step;
-    int jStep;   // samples from one column of the lane to the next
-    int colStep; // samples from one pixel to the next
-
-    const T* at(int y, int dx) const
-    {
-        return reinterpret_cast<const T*>(base + static_cast<std::ptrdiff_t>(y) * step) +
-               static_cast<std::ptrdiff_t>(dx) * colStep;
-    }
-};
-
 // A column of the lane: jStep 1 lets the compiler work on whole vectors.
 template <class T, class Add>
 inline void overColumns(const T* s, int jStep, int n, Add add)
@@ -41,7 +26,7 @@ inline void overColumns(const T* s, int jStep, int n, Add add)
 
 // Integer sums of classes 0 and 1: exact by the class, in Acc lanes.
 template <class Acc, class T>
-void sumInteger(Acc* acc, int n, const OwnConvStage& k, const LaneRows<T>& src, int y)
+void sumInteger(Acc* acc, int n, const OwnConvStage& k, const OwnLaneRows<T>& src, int y)
 {
     std::fill_n(acc, n, Acc{0});
     for (int r = 0; r < k.nRows; ++r) {
@@ -60,7 +45,7 @@ void sumInteger(Acc* acc, int n, const OwnConvStage& k, const LaneRows<T>& src, 
 // Float sums of an integer kernel: coefficient by coefficient in stored
 // order, one single-precision rounding per addition.
 template <class T>
-void sumFloat(float* acc, int n, const OwnConvStage& k, const LaneRows<T>& src, int y)
+void sumFloat(float* acc, int n, const OwnConvStage& k, const OwnLaneRows<T>& src, int y)
 {
     std::fill_n(acc, n, 0.0f);
     for (int r = 0; r < k.nRows; ++r) {
@@ -79,7 +64,7 @@ void sumFloat(float* acc, int n, const OwnConvStage& k, const LaneRows<T>& src, 
 
 // Float sums of a float kernel: kernel rows in pairs, each pair's two
 // products summed in double and added with one rounding.
-void sumFP(float* acc, int n, const OwnConvStage& k, const LaneRows<float>& src, int y)
+void sumFP(float* acc, int n, const OwnConvStage& k, const OwnLaneRows<float>& src, int y)
 {
     std::fill_n(acc, n, 0.0f);
     const int jStep = src.jStep;
@@ -184,7 +169,7 @@ public:
     }
 
     // The final row of output row y: integers or floats.
-    Response row(const LaneRows<T>& src, int y, int n)
+    Response row(const OwnLaneRows<T>& src, int y, int n)
     {
         n_ = n;
         if (plan_.nKernels == 1)
@@ -193,7 +178,7 @@ public:
     }
 
 private:
-    Response respond(const OwnConvStage& k, const LaneRows<T>& src, int y)
+    Response respond(const OwnConvStage& k, const OwnLaneRows<T>& src, int y)
     {
         int32_t* ints = ints_.data();
         float* floats = floats_.data();
@@ -228,7 +213,7 @@ private:
     }
 
     // One kernel: the method acts on the response alone.
-    Response single(const OwnConvStage& k, const LaneRows<T>& src, int y)
+    Response single(const OwnConvStage& k, const OwnLaneRows<T>& src, int y)
     {
         Response r = respond(k, src, y);
         const int n = n_;
@@ -255,7 +240,7 @@ private:
         return r;
     }
 
-    Response combined(const LaneRows<T>& src, int y)
+    Response combined(const OwnLaneRows<T>& src, int y)
     {
         const int method = plan_.method;
         const bool squares =
@@ -324,20 +309,6 @@ private:
     OwnBuffer<float> combinedFloats_;
 };
 
-// Where a lane's output samples go.
-template <class Out>
-struct LaneOut {
-    char* base;
-    int step;
-    int jStep;
-    int group;
-
-    Out* row(int y) const
-    {
-        return reinterpret_cast<Out*>(base + static_cast<std::ptrdiff_t>(y) * step);
-    }
-};
-
 template <class Out, class Value, class Convert>
 void storeRow(Out* out, int jStep, const Value* values, int n, const uint8_t* mask, int maskX0,
               int group, Convert convert)
@@ -355,7 +326,7 @@ void storeRow(Out* out, int jStep, const Value* values, int n, const uint8_t* ma
 }
 
 template <class Out>
-void store(const LaneOut<Out>& out, int y, const Response& r, int n, const OwnNbhdPiece& piece)
+void store(const OwnLaneOut<Out>& out, int y, const Response& r, int n, const OwnNbhdPiece& piece)
 {
     const uint8_t* mask = piece.mask ? piece.mask->row(y) : nullptr;
     const int maskX0 = piece.mask ? piece.mask->x0 : 0;
@@ -366,34 +337,16 @@ void store(const LaneOut<Out>& out, int y, const Response& r, int n, const OwnNb
 }
 
 template <class T>
-LaneRows<T> laneRows(const OwnView& view, const OwnConvLane& lane)
-{
-    const char* base = view.base + lane.srcPlane * view.planeStride +
-                       (static_cast<std::ptrdiff_t>(view.x0) * lane.srcPixelStep + lane.srcOffset) *
-                           static_cast<std::ptrdiff_t>(sizeof(T));
-    return LaneRows<T>{base, view.step, lane.group == 1 ? lane.srcPixelStep : 1, lane.srcPixelStep};
-}
-
-template <class T>
-LaneOut<T> laneOut(const OwnView& view, const OwnConvLane& lane)
-{
-    char* base = view.base + lane.dstPlane * view.planeStride +
-                 (static_cast<std::ptrdiff_t>(view.x0) * lane.dstPixelStep + lane.dstOffset) *
-                     static_cast<std::ptrdiff_t>(sizeof(T));
-    return LaneOut<T>{base, view.step, lane.group == 1 ? lane.dstPixelStep : 1, lane.group};
-}
-
-template <class T>
 bool convolveSamples(const OwnConvPlan& plan, const OwnNbhdPiece& piece)
 {
-    const int groupMax = plan.interleaved ? plan.count : 1;
+    const int groupMax = plan.lanes.interleaved ? plan.lanes.count : 1;
     Engine<T> engine(plan, piece.width * groupMax);
     if (!engine.ok())
         return false;
-    for (int i = 0; i < plan.laneCount(); ++i) {
-        const OwnConvLane lane = plan.lane(i);
-        const LaneRows<T> src = laneRows<T>(piece.src, lane);
-        const LaneOut<T> out = laneOut<T>(piece.dst, lane);
+    for (int i = 0; i < plan.lanes.laneCount(); ++i) {
+        const OwnConvLane lane = plan.lanes.lane(i);
+        const OwnLaneRows<T> src = ownLaneRows<T>(piece.src, lane);
+        const OwnLaneOut<T> out = ownLaneOut<T>(piece.dst, lane);
         const int n = piece.width * lane.group;
         for (int y = 0; y < piece.height; ++y)
             store(out, y, engine.row(src, y, n), n, piece);
@@ -417,7 +370,7 @@ bool convolveBits(const OwnConvPlan& plan, const OwnNbhdPiece& piece, const OwnM
             bytes[static_cast<std::size_t>(y) * columns + x] =
                 ownGetBit(bits, piece.src.x0 - margins.left + x);
     }
-    const LaneRows<uint8_t> src{reinterpret_cast<const char*>(bytes.data()) +
+    const OwnLaneRows<uint8_t> src{reinterpret_cast<const char*>(bytes.data()) +
                                     static_cast<std::ptrdiff_t>(margins.top) * columns +
                                     margins.left,
                                 columns, 1, 1};

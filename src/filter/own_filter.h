@@ -76,6 +76,90 @@ struct OwnNbhdPiece {
     int height;
 };
 
+// Which samples of a pixel a filter computes, in one pass over a row.
+struct OwnConvLane {
+    int srcPlane; // planes (plane order), else 0
+    int dstPlane;
+    int srcOffset;    // samples from a pixel's start (pixel order)
+    int dstOffset;
+    int srcPixelStep; // samples from pixel to pixel
+    int dstPixelStep;
+    int group; // samples computed per pixel in this pass: all channels interleaved, or 1
+};
+
+// The channels that both images process: count of them from the first of
+// each image; in pixel order with every channel and no alpha they go
+// interleaved in one lane.
+struct OwnLanes {
+    bool planes;
+    bool interleaved;
+    int srcFirst;
+    int dstFirst;
+    int count;
+    int srcPixelStep;
+    int dstPixelStep;
+
+    int laneCount() const { return interleaved ? 1 : count; }
+    OwnConvLane lane(int i) const
+    {
+        if (planes)
+            return OwnConvLane{srcFirst + i, dstFirst + i, 0, 0, 1, 1, 1};
+        if (interleaved)
+            return OwnConvLane{0, 0, 0, 0, srcPixelStep, dstPixelStep, count};
+        return OwnConvLane{0, 0, srcFirst + i, dstFirst + i, srcPixelStep, dstPixelStep, 1};
+    }
+};
+
+// The samples of one lane in a view: column j of row y, kernel column dx
+// pixels away, is at(y, dx)[j * jStep].
+template <class T>
+struct OwnLaneRows {
+    const char* base; // row 0, first sample of the lane
+    int step;
+    int jStep;   // samples from one column of the lane to the next
+    int colStep; // samples from one pixel to the next
+
+    const T* at(int y, int dx) const
+    {
+        return reinterpret_cast<const T*>(base + static_cast<std::ptrdiff_t>(y) * step) +
+               static_cast<std::ptrdiff_t>(dx) * colStep;
+    }
+};
+
+// Where a lane's output samples go: column j of row y is row(y)[j * jStep],
+// of pixel j / group.
+template <class Out>
+struct OwnLaneOut {
+    char* base;
+    int step;
+    int jStep;
+    int group;
+
+    Out* row(int y) const
+    {
+        return reinterpret_cast<Out*>(base + static_cast<std::ptrdiff_t>(y) * step);
+    }
+};
+
+template <class T>
+OwnLaneRows<T> ownLaneRows(const OwnView& view, const OwnConvLane& lane)
+{
+    const char* base = view.base + lane.srcPlane * view.planeStride +
+                       (static_cast<std::ptrdiff_t>(view.x0) * lane.srcPixelStep + lane.srcOffset) *
+                           static_cast<std::ptrdiff_t>(sizeof(T));
+    return OwnLaneRows<T>{base, view.step, lane.group == 1 ? lane.srcPixelStep : 1,
+                          lane.srcPixelStep};
+}
+
+template <class T>
+OwnLaneOut<T> ownLaneOut(const OwnView& view, const OwnConvLane& lane)
+{
+    char* base = view.base + lane.dstPlane * view.planeStride +
+                 (static_cast<std::ptrdiff_t>(view.x0) * lane.dstPixelStep + lane.dstOffset) *
+                     static_cast<std::ptrdiff_t>(sizeof(T));
+    return OwnLaneOut<T>{base, view.step, lane.group == 1 ? lane.dstPixelStep : 1, lane.group};
+}
+
 // Computes one piece; false when memory ran out.
 using OwnNbhdRoutine = OwnFunctionRef<bool(const OwnNbhdPiece&)>;
 
