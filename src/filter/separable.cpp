@@ -95,24 +95,18 @@ bool checkKernel(const OwnSite& site, const Kernel* k, bool isX)
     return !text;
 }
 
-SepKernel sepKernel(const OwnConvKernel* k, bool isX)
+template <class Kernel>
+SepKernel sepKernel(const Kernel* k, bool isX)
 {
     SepKernel s;
-    if (k) {
-        s.size = isX ? k->nCols : k->nRows;
-        s.anchor = isX ? k->anchorX : k->anchorY;
+    if (!k)
+        return s;
+    s.size = isX ? k->nCols : k->nRows;
+    s.anchor = isX ? k->anchorX : k->anchorY;
+    if constexpr (std::is_same_v<Kernel, OwnConvKernel>) {
         s.shift = k->nShiftR;
         s.values = k->values;
-    }
-    return s;
-}
-
-SepKernel sepKernel(const OwnConvKernelFP* k, bool isX)
-{
-    SepKernel s;
-    if (k) {
-        s.size = isX ? k->nCols : k->nRows;
-        s.anchor = isX ? k->anchorX : k->anchorY;
+    } else {
         s.valuesFP = k->values;
     }
     return s;

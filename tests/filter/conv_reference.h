@@ -3,12 +3,14 @@
 // methods and the conversion to the depth.
 #pragma once
 
+#include "../arith/reference.h"
 #include "zan.h"
 #include "zan_test.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 namespace cref {
@@ -24,26 +26,25 @@ struct Kernel {
     int shift = 0;
 };
 
-inline double lowest(uint32_t depth)
-{
-    switch (depth) {
-    case ZAN_DEPTH_8S: return -128;
-    case ZAN_DEPTH_16S: return -32768;
-    case ZAN_DEPTH_32S: return -2147483648.0;
-    default: return 0;
-    }
-}
+using ref::highest;
+using ref::lowest;
 
-inline double highest(uint32_t depth)
+// A random image shape of a depth: small, with 1, 3 or 4 channels (maybe
+// alpha) in either order above 1 bit.
+inline zt::Shape randomShape(uint32_t depth, std::mt19937& rng)
 {
-    switch (depth) {
-    case ZAN_DEPTH_1U: return 1;
-    case ZAN_DEPTH_8U: return 255;
-    case ZAN_DEPTH_8S: return 127;
-    case ZAN_DEPTH_16U: return 65535;
-    case ZAN_DEPTH_16S: return 32767;
-    default: return 2147483647.0;
+    zt::Shape shape;
+    shape.depth = depth;
+    shape.width = 1 + static_cast<int>(rng() % 30);
+    shape.height = 1 + static_cast<int>(rng() % 30);
+    shape.align = rng() % 2 ? 4 : 8;
+    if (depth != ZAN_DEPTH_1U) {
+        const int channels[] = {1, 1, 3, 4};
+        shape.channels = channels[rng() % 4];
+        shape.order = rng() % 3 == 0 ? ZAN_DATA_ORDER_PLANE : ZAN_DATA_ORDER_PIXEL;
+        shape.alpha = shape.channels == 4 && rng() % 2 ? 4 : 0;
     }
+    return shape;
 }
 
 inline int classOf(const Kernel& k, uint32_t depth)

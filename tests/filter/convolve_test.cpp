@@ -236,16 +236,7 @@ std::string describe(const Trial& t)
 Trial randomTrial(uint32_t depth, std::mt19937& rng)
 {
     Trial t;
-    t.shape.depth = depth;
-    t.shape.width = 1 + static_cast<int>(rng() % 30);
-    t.shape.height = 1 + static_cast<int>(rng() % 30);
-    t.shape.align = rng() % 2 ? 4 : 8;
-    if (depth != ZAN_DEPTH_1U) {
-        const int channels[] = {1, 1, 3, 4};
-        t.shape.channels = channels[rng() % 4];
-        t.shape.order = rng() % 3 == 0 ? ZAN_DATA_ORDER_PLANE : ZAN_DATA_ORDER_PIXEL;
-        t.shape.alpha = t.shape.channels == 4 && rng() % 2 ? 4 : 0;
-    }
+    t.shape = cref::randomShape(depth, rng);
     const int nKernels = 1 + static_cast<int>(rng() % 3);
     for (int i = 0; i < nKernels; ++i)
         t.kernels.push_back(randomKernel(rng, rng() % 2 ? 3 : 7));

@@ -73,16 +73,7 @@ double expectedSample(const SepCase& t, int x, int y, Sample sample)
 SepCase randomCase(uint32_t depth, std::mt19937& rng)
 {
     SepCase t;
-    t.shape.depth = depth;
-    t.shape.width = 1 + static_cast<int>(rng() % 30);
-    t.shape.height = 1 + static_cast<int>(rng() % 30);
-    t.shape.align = rng() % 2 ? 4 : 8;
-    if (depth != ZAN_DEPTH_1U) {
-        const int channels[] = {1, 1, 3, 4};
-        t.shape.channels = channels[rng() % 4];
-        t.shape.order = rng() % 3 == 0 ? ZAN_DATA_ORDER_PLANE : ZAN_DATA_ORDER_PIXEL;
-        t.shape.alpha = t.shape.channels == 4 && rng() % 2 ? 4 : 0;
-    }
+    t.shape = cref::randomShape(depth, rng);
     const int which = static_cast<int>(rng() % 3);
     t.hasX = which != 1;
     t.hasY = which != 0;
