@@ -166,3 +166,36 @@ TEST(ConvKernel, DeleteRefusals)
 }
 
 } // namespace
+
+#include "filter/own_filter.h"
+
+namespace {
+
+struct ClassCase {
+    std::vector<int32_t> values;
+    uint32_t depth;
+    int expected;
+};
+
+TEST(ConvKernel, ClassFollowsTheReachOfTheResponse)
+{
+    const std::vector<int32_t> nines255(9, 255);
+    const ClassCase table[] = {
+        {{1, 2, 1, 2, 4, 2, 1, 2, 1}, ZAN_DEPTH_8U, 0},
+        {{1, 2, 1, 2, 4, 2, 1, 2, 1}, ZAN_DEPTH_16U, 1}, // 16-bit depths never keep class 0
+        {{1, 2, 1, 2, 4, 2, 1, 2, 1}, ZAN_DEPTH_32S, 2},
+        {nines255, ZAN_DEPTH_8U, 1},            // sum 9 * 255 * 255 beyond 16 bits
+        {{128, 1}, ZAN_DEPTH_8U, 1},            // 128 * 255 + 255 beyond 32767
+        {{129, 1}, ZAN_DEPTH_8S, 0},            // -16640 .. 16510
+        {{40000}, ZAN_DEPTH_8U, 2},             // a coefficient beyond 16 bits
+        {{30000, 30000, 30000}, ZAN_DEPTH_16S, 2}, // beyond 32 bits
+        {{30000, -30000}, ZAN_DEPTH_16S, 1},
+        {{-1, 1}, ZAN_DEPTH_1U, 0},
+    };
+    for (const ClassCase& c : table)
+        EXPECT_EQ(ownConvClass(c.values.data(), static_cast<int>(c.values.size()), c.depth),
+                  c.expected)
+            << ::testing::PrintToString(c.values) << " depth " << zt::depthName(c.depth);
+}
+
+} // namespace
