@@ -358,22 +358,11 @@ bool convolveSamples(const OwnConvPlan& plan, const OwnNbhdPiece& piece)
 // the byte pipeline, and the result packed back into bits.
 bool convolveBits(const OwnConvPlan& plan, const OwnNbhdPiece& piece, const OwnMargins& margins)
 {
-    const int columns = piece.width + margins.left + margins.right;
-    const int rows = piece.height + margins.top + margins.bottom;
-    OwnBuffer<uint8_t> bytes(static_cast<std::size_t>(columns) * rows);
+    OwnExpandedBits bits;
     Engine<uint8_t> engine(plan, piece.width);
-    if (!bytes.ok() || !engine.ok())
+    if (!ownExpandBits(piece, margins, &bits) || !engine.ok())
         return false;
-    for (int y = 0; y < rows; ++y) {
-        const auto* bits = reinterpret_cast<const uint8_t*>(piece.src.row(y - margins.top));
-        for (int x = 0; x < columns; ++x)
-            bytes[static_cast<std::size_t>(y) * columns + x] =
-                ownGetBit(bits, piece.src.x0 - margins.left + x);
-    }
-    const OwnLaneRows<uint8_t> src{reinterpret_cast<const char*>(bytes.data()) +
-                                    static_cast<std::ptrdiff_t>(margins.top) * columns +
-                                    margins.left,
-                                columns, 1, 1};
+    const OwnLaneRows<uint8_t>& src = bits.rows;
     for (int y = 0; y < piece.height; ++y) {
         const Response r = engine.row(src, y, piece.width);
         auto* out = reinterpret_cast<uint8_t*>(piece.dst.row(y));

@@ -1,5 +1,6 @@
 // The neighbourhood walk: pieces of the destination with a view of the
 // source that covers each piece's windows.
+#include "../core/own_bits.h"
 #include "../core/own_grid.h"
 #include "../core/own_memory.h"
 #include "../core/own_rect.h"
@@ -200,4 +201,24 @@ private:
 OwnNbhdResult ownNbhdWalk(const OwnNbhdSetup& setup, OwnNbhdRoutine routine)
 {
     return Walk(setup, routine).run();
+}
+
+bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpandedBits* out)
+{
+    const int columns = piece.width + margins.left + margins.right;
+    const int rows = piece.height + margins.top + margins.bottom;
+    out->bytes = OwnBuffer<uint8_t>(static_cast<std::size_t>(columns) * rows);
+    if (!out->bytes.ok())
+        return false;
+    for (int y = 0; y < rows; ++y) {
+        const auto* bits = reinterpret_cast<const uint8_t*>(piece.src.row(y - margins.top));
+        for (int x = 0; x < columns; ++x)
+            out->bytes[static_cast<std::size_t>(y) * columns + x] =
+                ownGetBit(bits, piece.src.x0 - margins.left + x);
+    }
+    out->rows = OwnLaneRows<uint8_t>{reinterpret_cast<const char*>(out->bytes.data()) +
+                                         static_cast<std::ptrdiff_t>(margins.top) * columns +
+                                         margins.left,
+                                     columns, 1, 1};
+    return true;
 }

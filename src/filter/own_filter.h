@@ -6,6 +6,7 @@
 
 #include "core/own_core.h"
 #include "core/own_frame.h"
+#include "core/own_memory.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -188,3 +189,13 @@ enum OwnNbhdResult {
 // edges for plain images, one working rectangle when the source is tiled or
 // is the destination, and the destination's tiles when it is tiled.
 OwnNbhdResult ownNbhdWalk(const OwnNbhdSetup& setup, OwnNbhdRoutine routine);
+
+// A piece's 1-bit source with its margins as bytes of 0 and 1, and the lane
+// that reads them (one sample per pixel).
+struct OwnExpandedBits {
+    OwnBuffer<uint8_t> bytes;
+    OwnLaneRows<uint8_t> rows;
+};
+
+// False when memory ran out.
+bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpandedBits* out);

@@ -128,31 +128,53 @@ OwnLanes lanesOf(const ZanImage* src, const ZanImage* dst)
 }
 
 // The arithmetic of a depth: 32-bit wrapping integer sums, or double sums
-// of floats stored as floats.
-template <class T>
+// of floats stored as floats. addRow adds a coefficient times a row of
+// samples, column by column.
 struct IntegerSums {
+    using Acc = uint32_t;
     using Value = uint32_t;
-    static Value load(T s) { return static_cast<uint32_t>(static_cast<int32_t>(s)); }
-    static Value sum(const SepKernel& k, auto sample)
+    static uint32_t coefficient(const SepKernel& k, int i) { return static_cast<uint32_t>(k.values[i]); }
+    template <class S>
+    static uint32_t load(S s)
     {
-        uint32_t acc = 0;
-        for (int i = 0; i < k.size; ++i)
-            acc += static_cast<uint32_t>(k.values[i]) * sample(i);
-        return acc;
+        return static_cast<uint32_t>(static_cast<int32_t>(s));
     }
+    static Value value(Acc acc) { return acc; }
 };
 
 struct FloatSums {
+    using Acc = double;
     using Value = float;
-    static Value load(float s) { return s; }
-    static Value sum(const SepKernel& k, auto sample)
-    {
-        double acc = 0;
-        for (int i = 0; i < k.size; ++i)
-            acc += static_cast<double>(k.valuesFP[i]) * sample(i);
-        return static_cast<float>(acc);
-    }
+    static double coefficient(const SepKernel& k, int i) { return k.valuesFP[i]; }
+    static double load(float s) { return s; }
+    static Value value(Acc acc) { return static_cast<float>(acc); }
 };
+
+template <class Sums, class S>
+void addRow(typename Sums::Acc* acc, const S* s, int jStep, int count,
+            typename Sums::Acc coefficient)
+{
+    if (jStep == 1) {
+        for (int j = 0; j < count; ++j)
+            acc[j] += coefficient * Sums::load(s[j]);
+    } else {
+        for (int j = 0; j < count; ++j)
+            acc[j] += coefficient * Sums::load(s[static_cast<std::ptrdiff_t>(j) * jStep]);
+    }
+}
+
+// The sums of a kernel over rows: row(i) is the samples that coefficient i
+// multiplies, with column step jStep.
+template <class Sums, class Row>
+void kernelSums(typename Sums::Value* out, typename Sums::Acc* acc, int count, const SepKernel& k,
+                int jStep, Row row)
+{
+    std::fill_n(acc, count, typename Sums::Acc{0});
+    for (int i = 0; i < k.size; ++i)
+        addRow<Sums>(acc, row(i), jStep, count, Sums::coefficient(k, i));
+    for (int j = 0; j < count; ++j)
+        out[j] = Sums::value(acc[j]);
+}
 
 template <class Out>
 Out finish(uint32_t sum, int shift)
@@ -173,33 +195,40 @@ Out finish(float sum, int)
 }
 
 // One lane of a piece: for each row the y sums over the columns that the x
-// kernel needs into the buffer, then the x sums into the destination.
-template <class Sums, class Load, class Store>
-bool runLane(const SepPlan& plan, const OwnNbhdPiece& piece, int group, Load load, Store store)
+// kernel needs into the buffer, then the x sums, handed to store(y, j, sum)
+// for every admitted column.
+template <class Sums, class T, class Store>
+bool runLane(const SepPlan& plan, const OwnNbhdPiece& piece, int group, const OwnLaneRows<T>& src,
+             Store store)
 {
     using Value = typename Sums::Value;
-    const int left = plan.x.anchor * group;
     const int columns = (piece.width + plan.x.size - 1) * group;
     const int n = piece.width * group;
+    OwnBuffer<typename Sums::Acc> acc(static_cast<std::size_t>(columns));
     OwnBuffer<Value> buffer(static_cast<std::size_t>(columns));
-    if (!buffer.ok())
+    OwnBuffer<Value> sums(static_cast<std::size_t>(n));
+    if (!acc.ok() || !buffer.ok() || !sums.ok())
         return false;
-    const int shift = plan.x.shift + plan.y.shift;
     for (int y = 0; y < piece.height; ++y) {
-        for (int j = 0; j < columns; ++j) {
-            const int column = j - left;
-            buffer[j] = plan.y.present()
-                            ? Sums::sum(plan.y, [&](int i) { return load(y - plan.y.anchor + i, column); })
-                            : load(y, column);
+        const int top = y - plan.y.anchor;
+        auto sourceRow = [&](int i) { return src.at(top + i, -plan.x.anchor); };
+        if (plan.y.present()) {
+            kernelSums<Sums>(buffer.data(), acc.data(), columns, plan.y, src.jStep, sourceRow);
+        } else {
+            const T* s = sourceRow(0);
+            for (int j = 0; j < columns; ++j)
+                buffer[j] = static_cast<Value>(Sums::load(s[static_cast<std::ptrdiff_t>(j) * src.jStep]));
+        }
+        const Value* result = buffer.data();
+        if (plan.x.present()) {
+            kernelSums<Sums>(sums.data(), acc.data(), n, plan.x, 1,
+                             [&](int i) { return buffer.data() + i * group; });
+            result = sums.data();
         }
         const uint8_t* mask = piece.mask ? piece.mask->row(y) : nullptr;
         for (int j = 0; j < n; ++j) {
-            if (mask && !ownGetBit(mask, piece.mask->x0 + j / group))
-                continue;
-            const Value sum = plan.x.present()
-                                  ? Sums::sum(plan.x, [&](int i) { return buffer[j + i * group]; })
-                                  : buffer[j];
-            store(y, j, sum, shift);
+            if (!mask || ownGetBit(mask, piece.mask->x0 + j / group))
+                store(y, j, result[j]);
         }
     }
     return true;
@@ -208,15 +237,14 @@ bool runLane(const SepPlan& plan, const OwnNbhdPiece& piece, int group, Load loa
 template <class T>
 bool convolveSamples(const SepPlan& plan, const OwnNbhdPiece& piece)
 {
-    using Sums = std::conditional_t<std::is_same_v<T, float>, FloatSums, IntegerSums<T>>;
+    using Sums = std::conditional_t<std::is_same_v<T, float>, FloatSums, IntegerSums>;
+    const int shift = plan.x.shift + plan.y.shift;
     for (int i = 0; i < plan.lanes.laneCount(); ++i) {
         const OwnConvLane lane = plan.lanes.lane(i);
-        const OwnLaneRows<T> src = ownLaneRows<T>(piece.src, lane);
         const OwnLaneOut<T> out = ownLaneOut<T>(piece.dst, lane);
         const bool done = runLane<Sums>(
-            plan, piece, lane.group,
-            [&](int y, int j) { return Sums::load(src.at(y, 0)[static_cast<std::ptrdiff_t>(j) * src.jStep]); },
-            [&](int y, int j, typename Sums::Value sum, int shift) {
+            plan, piece, lane.group, ownLaneRows<T>(piece.src, lane),
+            [&](int y, int j, typename Sums::Value sum) {
                 out.row(y)[static_cast<std::ptrdiff_t>(j) * out.jStep] = finish<T>(sum, shift);
             });
         if (!done)
@@ -229,16 +257,16 @@ bool convolveSamples(const SepPlan& plan, const OwnNbhdPiece& piece)
 // set when the shifted sum reaches 1.
 bool convolveBits(const SepPlan& plan, const OwnNbhdPiece& piece)
 {
-    return runLane<IntegerSums<uint8_t>>(
-        plan, piece, 1,
-        [&](int y, int x) {
-            return static_cast<uint32_t>(
-                ownGetBit(reinterpret_cast<const uint8_t*>(piece.src.row(y)), piece.src.x0 + x));
-        },
-        [&](int y, int x, uint32_t sum, int shift) {
-            ownSetBit(reinterpret_cast<uint8_t*>(piece.dst.row(y)), piece.dst.x0 + x,
-                      (static_cast<int32_t>(sum) >> (shift & 31)) >= 1);
-        });
+    const OwnMargins margins{plan.x.anchor, plan.y.anchor, plan.x.size - 1 - plan.x.anchor,
+                             plan.y.size - 1 - plan.y.anchor};
+    OwnExpandedBits bits;
+    if (!ownExpandBits(piece, margins, &bits))
+        return false;
+    const int shift = plan.x.shift + plan.y.shift;
+    return runLane<IntegerSums>(plan, piece, 1, bits.rows, [&](int y, int x, uint32_t sum) {
+        ownSetBit(reinterpret_cast<uint8_t*>(piece.dst.row(y)), piece.dst.x0 + x,
+                  (static_cast<int32_t>(sum) >> (shift & 31)) >= 1);
+    });
 }
 
 bool convolvePiece(const SepPlan& plan, const OwnNbhdPiece& piece)
