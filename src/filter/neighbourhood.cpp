@@ -31,6 +31,44 @@ OwnView imageView(const ZanImage* image, int x, int y)
                    image->widthStep, x, planeStrideOf(image, image->widthStep, image->height)};
 }
 
+// The rows of rest before row end (or from row start on), taken off rest;
+// the same with columns.
+Span cutRowsBefore(Span* rest, int end)
+{
+    Span piece = *rest;
+    piece.height = std::clamp(end - rest->y, 0, rest->height);
+    rest->y += piece.height;
+    rest->height -= piece.height;
+    return piece;
+}
+
+Span cutRowsFrom(Span* rest, int start)
+{
+    Span piece = *rest;
+    piece.y = std::clamp(start, rest->y, rest->y + rest->height);
+    piece.height = rest->y + rest->height - piece.y;
+    rest->height -= piece.height;
+    return piece;
+}
+
+Span cutColumnsBefore(Span* rest, int end)
+{
+    Span piece = *rest;
+    piece.width = std::clamp(end - rest->x, 0, rest->width);
+    rest->x += piece.width;
+    rest->width -= piece.width;
+    return piece;
+}
+
+Span cutColumnsFrom(Span* rest, int start)
+{
+    Span piece = *rest;
+    piece.x = std::clamp(start, rest->x, rest->x + rest->width);
+    piece.width = rest->x + rest->width - piece.x;
+    rest->width -= piece.width;
+    return piece;
+}
+
 class Walk {
 public:
     Walk(const OwnNbhdSetup& setup, OwnNbhdRoutine routine) : s_(setup), routine_(routine)
@@ -95,37 +133,16 @@ private:
         const int bottomStart = s_.src->height - m.bottom - s_.srcY;
         const int leftEnd = m.left - s_.srcX;
         const int rightStart = s_.src->width - m.right - s_.srcX;
-        for (int zone = 0; zone < 4; ++zone) {
-            Span piece = rest;
-            switch (zone) {
-            case 0:
-                piece.height = std::min(rest.height, topEnd - rest.y);
-                rest.y += std::max(piece.height, 0);
-                rest.height -= std::max(piece.height, 0);
-                break;
-            case 1:
-                piece.y = std::max(rest.y, bottomStart);
-                piece.height = rest.y + rest.height - piece.y;
-                rest.height -= std::max(piece.height, 0);
-                break;
-            case 2:
-                piece.width = std::min(rest.width, leftEnd - rest.x);
-                rest.x += std::max(piece.width, 0);
-                rest.width -= std::max(piece.width, 0);
-                break;
-            default:
-                piece.x = std::max(rest.x, rightStart);
-                piece.width = rest.x + rest.width - piece.x;
-                rest.width -= std::max(piece.width, 0);
-                break;
-            }
-            if (piece.empty())
+        const Span edges[4] = {cutRowsBefore(&rest, topEnd), cutRowsFrom(&rest, bottomStart),
+                               cutColumnsBefore(&rest, leftEnd), cutColumnsFrom(&rest, rightStart)};
+        for (const Span& edge : edges) {
+            if (edge.empty())
                 continue;
-            if (const OwnNbhdResult r = throughBlock(piece, dstImageView(piece)); r != OWN_NBHD_DONE)
+            if (const OwnNbhdResult r = throughBlock(edge, dstImageView(edge)); r != OWN_NBHD_DONE)
                 return r;
-            if (rest.empty())
-                return OWN_NBHD_DONE;
         }
+        if (rest.empty())
+            return OWN_NBHD_DONE;
         return compute(rest, imageView(s_.src, s_.srcX + rest.x, s_.srcY + rest.y),
                        dstImageView(rest));
     }
