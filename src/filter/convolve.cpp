@@ -143,12 +143,12 @@ OwnConvStage stageOf(const OwnConvKernel* k, uint32_t depth)
 {
     return OwnConvStage{k->nCols,   k->nRows,  k->anchorX,
                         k->anchorY, k->values, nullptr,
-                        k->nShiftR, ownConvClass(k->values, k->nCols * k->nRows, depth)};
+                        k->nShiftR, ownConvClass(k->values, k->nCols * k->nRows, depth), false};
 }
 
 OwnConvStage stageOf(const OwnConvKernelFP* k, uint32_t)
 {
-    return OwnConvStage{k->nCols, k->nRows, k->anchorX, k->anchorY, nullptr, k->values, 0, 2};
+    return OwnConvStage{k->nCols, k->nRows, k->anchorX, k->anchorY, nullptr, k->values, 0, 2, false};
 }
 
 // Stages of every kernel, and the margins that their windows need.
@@ -172,6 +172,21 @@ void planKernels(const Kernel* const* kernel, int nKernels, int method, uint32_t
         m.bottom = std::max(m.bottom, stage.nRows - stage.anchorY - 1);
     }
     plan->integerCombine = nKernels > 1 && allNarrow;
+}
+
+// Float kernels of 3 by 3 or 5 by 5 on planes or on pixels of 1 or 3
+// samples, with no COI and no alpha, sum their products in double before
+// one rounding.
+void markWholeSums(OwnConvPlan* plan, const ZanImage* src, const ZanImage* dst, bool floatKernels)
+{
+    const OwnLanes& lanes = plan->lanes;
+    const bool allSamples = !coiOf(src) && !src->alphaChannel && !dst->alphaChannel;
+    const bool fits = allSamples && (lanes.planes || lanes.count == 1 || lanes.count == 3);
+    for (int i = 0; i < plan->nKernels; ++i) {
+        OwnConvStage& stage = plan->stages[i];
+        const bool square = stage.nCols == stage.nRows && (stage.nCols == 3 || stage.nCols == 5);
+        stage.wholeSum = floatKernels && fits && square;
+    }
 }
 
 template <class Kernel>
@@ -207,6 +222,7 @@ void convolve(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage,
     }
 
     planKernels(kernel, nKernels, method, src.depth, &plan);
+    markWholeSums(&plan, &src, dstImage, floatKernels);
     const OwnNbhdSetup setup{&src,         dstImage, srcRect.x,    srcRect.y,
                              dstRect.x,    dstRect.y, width,       height,
                              mask,         plan.margins, srcImage == dstImage};

@@ -90,6 +90,21 @@ void sumFP(float* acc, int n, const OwnConvStage& k, const OwnLaneRows<float>& s
     }
 }
 
+// Float sums of a 3 by 3 or 5 by 5 float kernel: all products summed in
+// double and stored once.
+void sumFPWhole(float* acc, int n, const OwnConvStage& k, const OwnLaneRows<float>& src, int y)
+{
+    const int jStep = src.jStep;
+    for (int j = 0; j < n; ++j) {
+        const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(j) * jStep;
+        double sum = 0;
+        for (int r = 0; r < k.nRows; ++r)
+            for (int c = 0; c < k.nCols; ++c)
+                sum += k.valuesFP[r * k.nCols + c] * static_cast<double>(src.at(y - k.anchorY + r, c - k.anchorX)[at]);
+        acc[j] = static_cast<float>(sum);
+    }
+}
+
 // Rounds to the nearest integer, ties to even, whatever the caller's
 // rounding mode, held to the 32-bit range.
 int32_t roundToInt(double value)
@@ -184,7 +199,10 @@ private:
         float* floats = floats_.data();
         const int n = n_;
         if constexpr (std::is_same_v<T, float>) {
-            sumFP(floats, n, k, src, y);
+            if (k.wholeSum)
+                sumFPWhole(floats, n, k, src, y);
+            else
+                sumFP(floats, n, k, src, y);
             return Response{nullptr, floats};
         } else {
             if (k.kernelClass == 2) {

@@ -14,6 +14,7 @@ struct OwnConvStage {
     const float* valuesFP; // float kernels
     int shift;
     int kernelClass; // 0: 16-bit sums, 1: 32-bit sums, 2: float sums
+    bool wholeSum;   // float kernel whose products are summed in double and stored once
 };
 
 constexpr int kOwnMaxKernels = 10;

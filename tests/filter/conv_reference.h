@@ -133,12 +133,19 @@ inline int32_t roundToInt(double v)
 
 // The response at pixel (x, y) of the image; sample(X, Y) reads the source.
 template <class Sample>
-Response respond(const Kernel& k, int kernelClass, bool fp, int x, int y, Sample sample)
+Response respond(const Kernel& k, int kernelClass, bool fp, int x, int y, Sample sample,
+                 bool wholeSum = false)
 {
     const int n = k.nCols * k.nRows;
     auto at = [&](int index) { // caller's index -> source sample
         return sample(x + k.anchorX - index % k.nCols, y + k.anchorY - index / k.nCols);
     };
+    if (fp && wholeSum) {
+        double sum = 0;
+        for (int i = n - 1; i >= 0; --i)
+            sum += double(k.valuesFP[i]) * at(i);
+        return {false, 0, static_cast<float>(sum)};
+    }
     if (fp) {
         // Stored rows in pairs; stored index s is the caller's n - 1 - s.
         float acc = 0;
@@ -191,10 +198,18 @@ inline double fromFloat(float v, uint32_t depth)
     return std::clamp<double>(roundToInt(v), lowest(depth), highest(depth));
 }
 
+// Whether a float kernel on images of this kind sums all its products in
+// double: 3 by 3 or 5 by 5, planes or pixels of 1 or 3 samples, no COI, no
+// alpha.
+inline bool wholeSum(const Kernel& k, bool plainChannels)
+{
+    return plainChannels && k.nCols == k.nRows && (k.nCols == 3 || k.nCols == 5);
+}
+
 // The output sample of several kernels combined by method at one pixel.
 template <class Sample>
 double convolvePixel(const std::vector<Kernel>& kernels, int method, uint32_t depth, bool fp,
-                     int x, int y, Sample sample)
+                     int x, int y, Sample sample, bool plainChannels = false)
 {
     std::vector<int> classes;
     bool allNarrow = true;
@@ -204,7 +219,8 @@ double convolvePixel(const std::vector<Kernel>& kernels, int method, uint32_t de
     }
     const bool squares = method == 1 || method == 2;
     if (kernels.size() == 1) {
-        Response r = respond(kernels[0], classes[0], fp, x, y, sample);
+        Response r = respond(kernels[0], classes[0], fp, x, y, sample,
+                             wholeSum(kernels[0], plainChannels));
         if (r.isInt) {
             int32_t v = static_cast<int32_t>(r.i);
             const uint32_t u = static_cast<uint32_t>(v);
@@ -240,7 +256,8 @@ double convolvePixel(const std::vector<Kernel>& kernels, int method, uint32_t de
     }
     float row = 0;
     for (std::size_t i = 0; i < kernels.size(); ++i) {
-        const Response r = respond(kernels[i], classes[i], fp, x, y, sample);
+        const Response r = respond(kernels[i], classes[i], fp, x, y, sample,
+                                   wholeSum(kernels[i], plainChannels));
         double term;
         if (r.isInt)
             term = squares ? double(r.i) * double(r.i) : double(r.i);

@@ -191,6 +191,9 @@ void runTrial(const Trial& t, std::mt19937& rng)
     const int width = std::min(sr.width, dr.width);
     const int height = std::min(sr.height, dr.height);
     const int count = zt::channelCount(src.header());
+    const bool noCoi = !src.header()->roi || src.header()->roi->coi == 0;
+    const bool plainChannels = noCoi && !t.shape.alpha && !dst.header()->alphaChannel &&
+                               (t.shape.order == ZAN_DATA_ORDER_PLANE || count == 1 || count == 3);
     const int srcFirst = zt::firstChannel(src.header());
     const int dstFirst = zt::firstChannel(dst.header());
     for (int j = 0; j < height; ++j)
@@ -203,7 +206,7 @@ void runTrial(const Trial& t, std::mt19937& rng)
                 };
                 zt::setSampleAt(expected.get(), dr.x + i, dr.y + j, dstFirst + c,
                                 cref::convolvePixel(t.kernels, t.method, t.shape.depth, fp,
-                                                    sr.x + i, sr.y + j, sample));
+                                                    sr.x + i, sr.y + j, sample, plainChannels));
             }
         }
 
