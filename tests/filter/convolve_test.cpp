@@ -2,6 +2,7 @@
 // random kernels, sizes, anchors, shifts, methods, ROIs, COIs, masks, border
 // modes and tiles; the refusals with their statuses and texts.
 #include "conv_reference.h"
+#include "filter_util.h"
 
 #include <gtest/gtest.h>
 
@@ -65,27 +66,6 @@ struct Trial {
     std::string text;
 };
 
-void randomBorders(ZanImage* image, std::mt19937& rng)
-{
-    for (int side = 0; side < 4; ++side)
-        zanSetBorderMode(image, static_cast<int>(rng() % 4), 1 << side,
-                         static_cast<int>(rng() % 600) - 300);
-}
-
-zt::Participant makeParticipant(const zt::Shape& shape, bool tiled, std::mt19937& rng)
-{
-    zt::Participant p;
-    if (tiled) {
-        p.tiled = std::make_unique<zt::TiledImage>(shape, 8 * (1 + static_cast<int>(rng() % 2)),
-                                                   8 * (1 + static_cast<int>(rng() % 2)));
-        zt::fillRandom(p.tiled->plain(), rng);
-        p.tiled->load();
-    } else {
-        p.plain = zt::makeRandomImage(shape, rng);
-    }
-    return p;
-}
-
 // A random ROI (sometimes with a COI) and a random mask on an image.
 void randomRegion(ZanImage* header, std::mt19937& rng, int coi)
 {
@@ -132,30 +112,12 @@ bool admitted(const Region& r, int i, int j)
     return !r.mask || zt::bitAt(r.mask, r.maskX + i, r.maskY + j);
 }
 
-// The first sample where two images of one shape differ, or "" if none.
-std::string firstDifference(const ZanImage* got, const ZanImage* want)
-{
-    for (int y = 0; y < got->height; ++y)
-        for (int x = 0; x < got->width; ++x)
-            for (int c = 0; c < got->nChannels; ++c) {
-                const double g = zt::sampleAt(got, x, y, c);
-                const double w = zt::sampleAt(want, x, y, c);
-                if (g != w && !(std::isnan(g) && std::isnan(w))) {
-                    std::ostringstream s;
-                    s << "first difference at (" << x << ", " << y << ", " << c << "): got " << g
-                      << ", want " << w;
-                    return s.str();
-                }
-            }
-    return "";
-}
-
 // Runs one trial and compares every sample of the destination.
 void runTrial(const Trial& t, std::mt19937& rng)
 {
     SCOPED_TRACE(t.text);
     const bool fp = t.shape.depth == ZAN_DEPTH_32F;
-    zt::Participant src = makeParticipant(t.shape, t.srcTiled, rng);
+    zt::Participant src = fz::makeParticipant(t.shape, t.srcTiled, rng);
     zt::Shape dstShape = t.shape;
     dstShape.width = 1 + static_cast<int>(rng() % 30);
     dstShape.height = 1 + static_cast<int>(rng() % 30);
@@ -171,19 +133,14 @@ void runTrial(const Trial& t, std::mt19937& rng)
         dstShape.alpha = dstShape.channels;
     zt::Participant dstOwn;
     if (!t.inPlace)
-        dstOwn = makeParticipant(dstShape, t.dstTiled, rng);
+        dstOwn = fz::makeParticipant(dstShape, t.dstTiled, rng);
     zt::Participant& dst = t.inPlace ? src : dstOwn;
 
     const bool coi = rng() % 4 == 0;
     randomRegion(src.header(), rng, coi ? 1 + static_cast<int>(rng() % t.shape.channels) : 0);
     if (!t.inPlace)
         randomRegion(dst.header(), rng, coi ? 1 + static_cast<int>(rng() % dstShape.channels) : 0);
-    randomBorders(src.header(), rng);
-    randomBorders(src.content(), rng);
-    for (int side = 0; side < 4; ++side) {
-        src.content()->borderMode[side] = src.header()->borderMode[side];
-        src.content()->borderConst[side] = src.header()->borderConst[side];
-    }
+    fz::randomBorders(src, rng);
 
     zt::Image expected(zanCloneImage(dst.content()));
     const Region sr = regionOf(src.header());
@@ -221,7 +178,7 @@ void runTrial(const Trial& t, std::mt19937& rng)
     ASSERT_EQ(zanGetErrStatus(), ZAN_STATUS_OK) << ::testing::PrintToString(reporter.summary());
     if (dst.tiled)
         dst.tiled->store();
-    EXPECT_EQ(firstDifference(dst.content(), expected.get()), "");
+    EXPECT_EQ(fz::firstDifference(dst.content(), expected.get()), "");
 }
 
 std::string describe(const Trial& t)
@@ -290,7 +247,7 @@ TEST(Convolve2D, SingleCoefficientCopiesWithSaturationOnly)
     ZanConvKernel k = zanCreateConvKernel(1, 1, 0, 0, &one, 0);
     zanConvolve2D(src.get(), dst.get(), &k, 1, ZAN_COMBINE_SUM);
     zanDeleteConvKernel(k);
-    EXPECT_EQ(firstDifference(dst.get(), src.get()), "");
+    EXPECT_EQ(fz::firstDifference(dst.get(), src.get()), "");
 }
 
 TEST(Convolve2D, ShiftRoundsTowardMinusInfinity)
@@ -472,7 +429,7 @@ TEST(Convolve2D, TenKernelsAreAccepted)
     zanConvolve2D(src.get(), dst.get(), ten, 10, ZAN_COMBINE_MAX);
     zanDeleteConvKernel(k);
     EXPECT_TRUE(reporter.reports().empty());
-    EXPECT_EQ(firstDifference(dst.get(), src.get()), "");
+    EXPECT_EQ(fz::firstDifference(dst.get(), src.get()), "");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 // then the x sum, the shift of both kernels at the end, the clamp; random
 // kernels, images, ROIs, COIs, masks, borders and tiles; the refusals.
 #include "conv_reference.h"
+#include "filter_util.h"
 
 #include <gtest/gtest.h>
 
@@ -97,19 +98,6 @@ SepCase randomCase(uint32_t depth, std::mt19937& rng)
     return t;
 }
 
-zt::Participant participant(const zt::Shape& shape, bool tiled, std::mt19937& rng)
-{
-    zt::Participant p;
-    if (tiled) {
-        p.tiled = std::make_unique<zt::TiledImage>(shape, 8, 16);
-        zt::fillRandom(p.tiled->plain(), rng);
-        p.tiled->load();
-    } else {
-        p.plain = zt::makeRandomImage(shape, rng);
-    }
-    return p;
-}
-
 // Whether a mask admits pixel (i, j) of the common region: beyond the
 // mask's region every pixel is admitted.
 bool admits(const ZanImage* header, int i, int j)
@@ -130,11 +118,11 @@ void runCase(const SepCase& t, std::mt19937& rng)
          << t.xShift << (t.hasY ? " y" : "") << t.ySize << "@" << t.yAnchor << ">>" << t.yShift
          << (t.srcTiled ? " src tiled" : "") << (t.dstTiled ? " dst tiled" : "");
     SCOPED_TRACE(text.str());
-    zt::Participant src = participant(t.shape, t.srcTiled, rng);
+    zt::Participant src = fz::makeParticipant(t.shape, t.srcTiled, rng);
     zt::Shape dstShape = t.shape;
     dstShape.width = 1 + static_cast<int>(rng() % 30);
     dstShape.height = 1 + static_cast<int>(rng() % 30);
-    zt::Participant dst = participant(dstShape, t.dstTiled, rng);
+    zt::Participant dst = fz::makeParticipant(dstShape, t.dstTiled, rng);
     for (zt::Participant* p : {&src, &dst}) {
         ZanImage* h = p->header();
         const int coi = rng() % 4 == 0 ? 1 + static_cast<int>(rng() % t.shape.channels) : 0;
@@ -150,12 +138,7 @@ void runCase(const SepCase& t, std::mt19937& rng)
         for (zt::Participant* p : {&src, &dst})
             if (p->header()->roi)
                 p->header()->roi->coi = 0;
-    for (int side = 0; side < 4; ++side) {
-        const int mode = static_cast<int>(rng() % 4);
-        const int value = static_cast<int>(rng() % 600) - 300;
-        zanSetBorderMode(src.header(), mode, 1 << side, value);
-        zanSetBorderMode(src.content(), mode, 1 << side, value);
-    }
+    fz::randomBorders(src, rng);
 
     zt::Image expected(zanCloneImage(dst.content()));
     const zt::Rect sr = zt::regionOf(src.header());
@@ -197,14 +180,7 @@ void runCase(const SepCase& t, std::mt19937& rng)
     ASSERT_EQ(zanGetErrStatus(), ZAN_STATUS_OK) << ::testing::PrintToString(reporter.summary());
     if (dst.tiled)
         dst.tiled->store();
-    const ZanImage* out = dst.content();
-    for (int y = 0; y < out->height; ++y)
-        for (int x = 0; x < out->width; ++x)
-            for (int c = 0; c < out->nChannels; ++c)
-                if (zt::sampleAt(out, x, y, c) != zt::sampleAt(expected.get(), x, y, c))
-                    FAIL() << "first difference at (" << x << ", " << y << ", " << c << "): got "
-                           << zt::sampleAt(out, x, y, c) << ", want "
-                           << zt::sampleAt(expected.get(), x, y, c);
+    EXPECT_EQ(fz::firstDifference(dst.content(), expected.get()), "");
 }
 
 class SeparableDepth : public ::testing::TestWithParam<uint32_t> {};
