@@ -31,41 +31,33 @@ OwnView imageView(const ZanImage* image, int x, int y)
                    image->widthStep, x, planeStrideOf(image, image->widthStep, image->height)};
 }
 
-// The rows of rest before row end (or from row start on), taken off rest;
-// the same with columns.
-Span cutRowsBefore(Span* rest, int end)
+// One axis of a span: its start and its length along it.
+struct Axis {
+    int Span::*start;
+    int Span::*length;
+};
+
+constexpr Axis kRows{&Span::y, &Span::height};
+constexpr Axis kColumns{&Span::x, &Span::width};
+
+// The part of rest before position end on an axis, taken off rest.
+Span cutBefore(Span* rest, Axis axis, int end)
 {
     Span piece = *rest;
-    piece.height = std::clamp(end - rest->y, 0, rest->height);
-    rest->y += piece.height;
-    rest->height -= piece.height;
+    piece.*axis.length = std::clamp(end - rest->*axis.start, 0, rest->*axis.length);
+    rest->*axis.start += piece.*axis.length;
+    rest->*axis.length -= piece.*axis.length;
     return piece;
 }
 
-Span cutRowsFrom(Span* rest, int start)
+// The part of rest from position start on, taken off rest.
+Span cutFrom(Span* rest, Axis axis, int start)
 {
     Span piece = *rest;
-    piece.y = std::clamp(start, rest->y, rest->y + rest->height);
-    piece.height = rest->y + rest->height - piece.y;
-    rest->height -= piece.height;
-    return piece;
-}
-
-Span cutColumnsBefore(Span* rest, int end)
-{
-    Span piece = *rest;
-    piece.width = std::clamp(end - rest->x, 0, rest->width);
-    rest->x += piece.width;
-    rest->width -= piece.width;
-    return piece;
-}
-
-Span cutColumnsFrom(Span* rest, int start)
-{
-    Span piece = *rest;
-    piece.x = std::clamp(start, rest->x, rest->x + rest->width);
-    piece.width = rest->x + rest->width - piece.x;
-    rest->width -= piece.width;
+    const int restEnd = rest->*axis.start + rest->*axis.length;
+    piece.*axis.start = std::clamp(start, rest->*axis.start, restEnd);
+    piece.*axis.length = restEnd - piece.*axis.start;
+    rest->*axis.length -= piece.*axis.length;
     return piece;
 }
 
@@ -133,8 +125,9 @@ private:
         const int bottomStart = s_.src->height - m.bottom - s_.srcY;
         const int leftEnd = m.left - s_.srcX;
         const int rightStart = s_.src->width - m.right - s_.srcX;
-        const Span edges[4] = {cutRowsBefore(&rest, topEnd), cutRowsFrom(&rest, bottomStart),
-                               cutColumnsBefore(&rest, leftEnd), cutColumnsFrom(&rest, rightStart)};
+        const Span edges[4] = {cutBefore(&rest, kRows, topEnd), cutFrom(&rest, kRows, bottomStart),
+                               cutBefore(&rest, kColumns, leftEnd),
+                               cutFrom(&rest, kColumns, rightStart)};
         for (const Span& edge : edges) {
             if (edge.empty())
                 continue;
