@@ -154,7 +154,16 @@ template <class Sums, class S>
 void addRow(typename Sums::Acc* acc, const S* s, int jStep, int count,
             typename Sums::Acc coefficient)
 {
-    if (jStep == 1) {
+    using Acc = typename Sums::Acc;
+    const bool narrow = std::is_same_v<Acc, uint32_t> && sizeof(S) == 1 &&
+                        static_cast<int32_t>(coefficient) == static_cast<int16_t>(coefficient);
+    if (jStep == 1 && narrow) {
+        // Products of 8-bit samples and 16-bit coefficients are exact in
+        // 32 bits: a widening 16-bit multiply gives the same wrapping sum.
+        const auto c16 = static_cast<int16_t>(coefficient);
+        for (int j = 0; j < count; ++j)
+            acc[j] += static_cast<Acc>(static_cast<int32_t>(c16) * static_cast<int16_t>(s[j]));
+    } else if (jStep == 1) {
         for (int j = 0; j < count; ++j)
             acc[j] += coefficient * Sums::load(s[j]);
     } else {
