@@ -179,6 +179,8 @@ void runTrial(const Trial& t, std::mt19937& rng)
     if (dst.tiled)
         dst.tiled->store();
     EXPECT_EQ(fz::firstDifference(dst.content(), expected.get()), "");
+    EXPECT_EQ(fz::tileMisuse(src), "");
+    EXPECT_EQ(fz::tileMisuse(dst), "");
 }
 
 std::string describe(const Trial& t)

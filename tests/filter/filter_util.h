@@ -40,6 +40,19 @@ inline void randomBorders(const zt::Participant& p, std::mt19937& rng)
     }
 }
 
+// A tiled participant's callback was used properly: every tile opened was
+// released, and none outside the grid was asked for.
+inline std::string tileMisuse(const zt::Participant& p)
+{
+    if (!p.tiled)
+        return "";
+    if (p.tiled->misuse)
+        return "a tile outside the grid, or released unopened";
+    if (p.tiled->openCount() != p.tiled->releaseCount())
+        return "tiles left open";
+    return "";
+}
+
 // The first sample where two images of one shape differ, or "" if none.
 inline std::string firstDifference(const ZanImage* got, const ZanImage* want)
 {

@@ -181,6 +181,8 @@ void runCase(const SepCase& t, std::mt19937& rng)
     if (dst.tiled)
         dst.tiled->store();
     EXPECT_EQ(fz::firstDifference(dst.content(), expected.get()), "");
+    EXPECT_EQ(fz::tileMisuse(src), "");
+    EXPECT_EQ(fz::tileMisuse(dst), "");
 }
 
 class SeparableDepth : public ::testing::TestWithParam<uint32_t> {};
