@@ -362,7 +362,7 @@ bool convolveSamples(const OwnConvPlan& plan, const OwnNbhdPiece& piece)
     if (!engine.ok())
         return false;
     for (int i = 0; i < plan.lanes.laneCount(); ++i) {
-        const OwnConvLane lane = plan.lanes.lane(i);
+        const OwnLane lane = plan.lanes.lane(i);
         const OwnLaneRows<T> src = ownLaneRows<T>(piece.src, lane);
         const OwnLaneOut<T> out = ownLaneOut<T>(piece.dst, lane);
         const int n = piece.width * lane.group;

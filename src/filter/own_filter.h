@@ -78,7 +78,7 @@ struct OwnNbhdPiece {
 };
 
 // Which samples of a pixel a filter computes, in one pass over a row.
-struct OwnConvLane {
+struct OwnLane {
     int srcPlane; // planes (plane order), else 0
     int dstPlane;
     int srcOffset;    // samples from a pixel's start (pixel order)
@@ -101,13 +101,13 @@ struct OwnLanes {
     int dstPixelStep;
 
     int laneCount() const { return interleaved ? 1 : count; }
-    OwnConvLane lane(int i) const
+    OwnLane lane(int i) const
     {
         if (planes)
-            return OwnConvLane{srcFirst + i, dstFirst + i, 0, 0, 1, 1, 1};
+            return OwnLane{srcFirst + i, dstFirst + i, 0, 0, 1, 1, 1};
         if (interleaved)
-            return OwnConvLane{0, 0, 0, 0, srcPixelStep, dstPixelStep, count};
-        return OwnConvLane{0, 0, srcFirst + i, dstFirst + i, srcPixelStep, dstPixelStep, 1};
+            return OwnLane{0, 0, 0, 0, srcPixelStep, dstPixelStep, count};
+        return OwnLane{0, 0, srcFirst + i, dstFirst + i, srcPixelStep, dstPixelStep, 1};
     }
 };
 
@@ -143,7 +143,7 @@ struct OwnLaneOut {
 };
 
 template <class T>
-OwnLaneRows<T> ownLaneRows(const OwnView& view, const OwnConvLane& lane)
+OwnLaneRows<T> ownLaneRows(const OwnView& view, const OwnLane& lane)
 {
     const char* base = view.base + lane.srcPlane * view.planeStride +
                        (static_cast<std::ptrdiff_t>(view.x0) * lane.srcPixelStep + lane.srcOffset) *
@@ -153,7 +153,7 @@ OwnLaneRows<T> ownLaneRows(const OwnView& view, const OwnConvLane& lane)
 }
 
 template <class T>
-OwnLaneOut<T> ownLaneOut(const OwnView& view, const OwnConvLane& lane)
+OwnLaneOut<T> ownLaneOut(const OwnView& view, const OwnLane& lane)
 {
     char* base = view.base + lane.dstPlane * view.planeStride +
                  (static_cast<std::ptrdiff_t>(view.x0) * lane.dstPixelStep + lane.dstOffset) *

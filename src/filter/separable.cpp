@@ -249,7 +249,7 @@ bool convolveSamples(const SepPlan& plan, const OwnNbhdPiece& piece)
     using Sums = std::conditional_t<std::is_same_v<T, float>, FloatSums, IntegerSums>;
     const int shift = plan.x.shift + plan.y.shift;
     for (int i = 0; i < plan.lanes.laneCount(); ++i) {
-        const OwnConvLane lane = plan.lanes.lane(i);
+        const OwnLane lane = plan.lanes.lane(i);
         const OwnLaneOut<T> out = ownLaneOut<T>(piece.dst, lane);
         const bool done = runLane<Sums>(
             plan, piece, lane.group, ownLaneRows<T>(piece.src, lane),
