@@ -4,9 +4,9 @@
 // reaches beyond the piece by the filter's margins.
 #pragma once
 
-#include "core/own_core.h"
-#include "core/own_frame.h"
-#include "core/own_memory.h"
+#include "../core/own_core.h"
+#include "../core/own_frame.h"
+#include "../core/own_memory.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +48,7 @@ struct OwnMargins {
 };
 
 // Where the samples of one image lie for a piece: the sample of channel c
-// at piece pixel (x, y) is at row(y) + ((x0 + x) * pixelStride + c) * size in
+// at piece pixel (x, y) is at row(y) + ((x0 + x) * nChannels + c) * size in
 // pixel order, or at row(y) + c * planeStride + (x0 + x) * size in plane
 // order. x and y may reach into the margins.
 struct OwnView {
