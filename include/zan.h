@@ -523,6 +523,50 @@ ZAN_API ZanStatus zanConvertToDIBSep(const ZanImage* image, BITMAPINFOHEADER* di
                                      int32_t paletteConversion);
 
 /* ------------------------------------------------------------------------ */
+/* Convolution                                                              */
+/* ------------------------------------------------------------------------ */
+
+/* Kernels made and freed by the library; coefficients in row order. */
+typedef struct OwnConvKernel* ZanConvKernel;
+typedef struct OwnConvKernelFP* ZanConvKernelFP;
+
+/* How the responses of several kernels make one result. */
+#define ZAN_COMBINE_SUM              0
+#define ZAN_COMBINE_SUM_SQUARES      1
+#define ZAN_COMBINE_ROOT_SUM_SQUARES 2
+#define ZAN_COMBINE_MAX              3
+#define ZAN_COMBINE_MIN              4
+
+ZAN_API ZanConvKernel zanCreateConvKernel(int nCols, int nRows, int anchorX, int anchorY,
+                                          const int32_t* values, int nShiftR);
+ZAN_API ZanConvKernel zanCreateConvKernelChar(int nCols, int nRows, int anchorX, int anchorY,
+                                              const int8_t* values, int nShiftR);
+ZAN_API ZanConvKernelFP zanCreateConvKernelFP(int nCols, int nRows, int anchorX, int anchorY,
+                                              const float* values);
+/* values points to the caller's pointer to a buffer of nCols * nRows values. */
+ZAN_API void zanGetConvKernel(ZanConvKernel kernel, int* nCols, int* nRows, int* anchorX,
+                              int* anchorY, int32_t** values, int* nShiftR);
+ZAN_API void zanGetConvKernelChar(ZanConvKernel kernel, int* nCols, int* nRows, int* anchorX,
+                                  int* anchorY, int8_t** values, int* nShiftR);
+ZAN_API void zanGetConvKernelFP(ZanConvKernelFP kernel, int* nCols, int* nRows, int* anchorX,
+                                int* anchorY, float** values);
+ZAN_API void zanDeleteConvKernel(ZanConvKernel kernel);
+ZAN_API void zanDeleteConvKernelFP(ZanConvKernelFP kernel);
+
+/* Convolution with 1 to 10 kernels whose responses are combined by method. */
+ZAN_API void zanConvolve2D(const ZanImage* srcImage, ZanImage* dstImage,
+                           const ZanConvKernel* kernel, int nKernels, int method);
+ZAN_API void zanConvolve2DFP(const ZanImage* srcImage, ZanImage* dstImage,
+                             const ZanConvKernelFP* kernel, int nKernels, int method);
+
+/* Separable convolution: a one-row kernel, a one-column kernel or both
+ * (either may be null); the y sum first, then the x sum. */
+ZAN_API void zanConvolveSep2D(const ZanImage* srcImage, ZanImage* dstImage,
+                              ZanConvKernel xKernel, ZanConvKernel yKernel);
+ZAN_API void zanConvolveSep2DFP(const ZanImage* srcImage, ZanImage* dstImage,
+                                ZanConvKernelFP xKernel, ZanConvKernelFP yKernel);
+
+/* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */
 
