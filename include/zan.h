@@ -566,6 +566,18 @@ ZAN_API void zanConvolveSep2D(const ZanImage* srcImage, ZanImage* dstImage,
 ZAN_API void zanConvolveSep2DFP(const ZanImage* srcImage, ZanImage* dstImage,
                                 ZanConvKernelFP xKernel, ZanConvKernelFP yKernel);
 
+/* Morphology with a square of side 2 * nIterations + 1 (1U, 8U, 16U);
+ * samples beyond the region repeat its one-pixel ring. */
+ZAN_API void zanErode(const ZanImage* srcImage, ZanImage* dstImage, int nIterations);
+ZAN_API void zanDilate(const ZanImage* srcImage, ZanImage* dstImage, int nIterations);
+ZAN_API void zanOpen(const ZanImage* srcImage, ZanImage* dstImage, int nIterations);
+ZAN_API void zanClose(const ZanImage* srcImage, ZanImage* dstImage, int nIterations);
+
+/* Box filter: the mean of the nCols by nRows window whose top-left corner
+ * is anchorX, anchorY pixels up and left of the pixel. */
+ZAN_API void zanBlur(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                     int anchorX, int anchorY);
+
 /* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */

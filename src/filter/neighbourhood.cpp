@@ -91,7 +91,9 @@ private:
         if (s_.mask)
             mask = OwnMaskView{maskBase_ + static_cast<std::ptrdiff_t>(span.y) * s_.mask->widthStep,
                                s_.mask->widthStep, maskPhase_ + span.x};
-        const OwnNbhdPiece piece{src, dst, s_.mask ? &mask : nullptr, span.width, span.height};
+        const OwnNbhdPiece piece{src,         dst,        s_.mask ? &mask : nullptr,
+                                 span.width, span.height, span.x,
+                                 span.y};
         return routine_(piece) ? OWN_NBHD_DONE : OWN_NBHD_NO_MEMORY;
     }
 

@@ -75,6 +75,8 @@ struct OwnNbhdPiece {
     const OwnMaskView* mask; // null: every pixel is written
     int width;
     int height;
+    int x = 0; // where the piece starts in the common region
+    int y = 0;
 };
 
 // Which samples of a pixel a filter computes, in one pass over a row.
