@@ -1,0 +1,272 @@
+// zanBlur, the box filter: the mean of a window as a two-level running sum,
+// column sums down the rows and a window sum along each row, computed per
+// lane of each neighbourhood piece.
+#include "../core/own_memory.h"
+#include "own_window.h"
+
+#include <algorithm>
+#include <cfenv>
+#include <optional>
+#include <type_traits>
+
+namespace {
+
+constexpr const char* kSource = "zanBlur";
+
+struct BlurPlan {
+    int nCols;
+    int nRows;
+    int anchorX;
+    int anchorY;
+    float scale; // 1 / (nCols * nRows) in single precision
+    uint32_t depth;
+    OwnLanes lanes;
+    OwnMargins margins;
+};
+
+// Rounding toward zero for the life of the guard.
+class TowardZero {
+public:
+    TowardZero() : saved_(std::fegetround()) { std::fesetround(FE_TOWARDZERO); }
+    ~TowardZero() { std::fesetround(saved_); }
+    TowardZero(const TowardZero&) = delete;
+    TowardZero& operator=(const TowardZero&) = delete;
+
+private:
+    int saved_;
+};
+
+// The sample types and the result rule of a depth: Column sums, Window
+// sums, and the stored value of a window sum.
+template <class T, class Column, class Window>
+struct Arith {
+    using Sample = T;
+    using ColumnSum = Column;
+    using WindowSum = Window;
+
+    static T result(Window sum, float scale)
+    {
+        if constexpr (std::is_same_v<T, float>)
+            return static_cast<float>(sum * scale);
+        else
+            return static_cast<T>(static_cast<double>(sum) * scale);
+    }
+};
+
+struct BitArith {
+    using Sample = uint8_t;
+    using ColumnSum = int32_t;
+    using WindowSum = int32_t;
+
+    static uint8_t result(int32_t count, float scale)
+    {
+        return static_cast<float>(count) * scale >= 0.5f ? 1 : 0;
+    }
+};
+
+template <class A>
+class BoxLane {
+    using T = typename A::Sample;
+    using Column = typename A::ColumnSum;
+    using Window = typename A::WindowSum;
+
+public:
+    BoxLane(const BlurPlan& plan, const OwnNbhdPiece& piece, const OwnLaneReader<T>& reader,
+            const OwnLaneWriter<T>& writer)
+        : p_(plan), piece_(piece), reader_(reader), writer_(writer), g_(reader.group()),
+          columns_(piece.width + plan.nCols - 1)
+    {
+    }
+
+    bool run()
+    {
+        OwnBuffer<Column> sums(static_cast<std::size_t>(columns_) * g_);
+        if (!sums.ok())
+            return false;
+        startColumns(sums.data());
+        for (int y = 0; y < piece_.height; ++y) {
+            for (int s = 0; s < g_; ++s)
+                windowRow(sums.data(), y, s);
+            if (y + 1 < piece_.height)
+                advanceColumns(sums.data(), y);
+        }
+        return true;
+    }
+
+private:
+    // Sample s of column c of the sums, row y of the piece.
+    Column sample(int y, int c, int s) const
+    {
+        return static_cast<Column>(reader_.at(y - p_.anchorY, c - p_.anchorX, s));
+    }
+
+    void startColumns(Column* sums) const
+    {
+        for (int c = 0; c < columns_; ++c)
+            for (int s = 0; s < g_; ++s) {
+                Column sum = 0;
+                for (int k = 0; k < p_.nRows; ++k)
+                    sum += sample(k, c, s);
+                sums[c * g_ + s] = sum;
+            }
+    }
+
+    void windowRow(const Column* sums, int y, int s) const
+    {
+        Window sum = 0;
+        for (int d = 0; d < p_.nCols; ++d)
+            sum += sums[d * g_ + s];
+        for (int x = 0; x < piece_.width; ++x) {
+            if (writer_.writes(y, x))
+                writer_.put(y, x, s, A::result(sum, p_.scale));
+            if (x + 1 < piece_.width)
+                sum += static_cast<Window>(sums[(x + p_.nCols) * g_ + s] - sums[x * g_ + s]);
+        }
+    }
+
+    void advanceColumns(Column* sums, int y) const
+    {
+        for (int c = 0; c < columns_; ++c)
+            for (int s = 0; s < g_; ++s)
+                sums[c * g_ + s] = (sample(y + p_.nRows, c, s) - sample(y, c, s)) + sums[c * g_ + s];
+    }
+
+    const BlurPlan& p_;
+    const OwnNbhdPiece& piece_;
+    const OwnLaneReader<T>& reader_;
+    const OwnLaneWriter<T>& writer_;
+    int g_;
+    int columns_;
+};
+
+template <class A>
+bool blurLane(const BlurPlan& plan, const OwnNbhdPiece& piece, const OwnLane& lane)
+{
+    using T = typename A::Sample;
+    const bool bits = plan.depth == ZAN_DEPTH_1U;
+    OwnLaneReader<T> reader;
+    if (!reader.open(piece, lane, plan.margins, bits))
+        return false;
+    const OwnLaneWriter<T> writer(piece, lane, bits);
+    return BoxLane<A>(plan, piece, reader, writer).run();
+}
+
+bool blurLaneOfDepth(const BlurPlan& plan, const OwnNbhdPiece& piece, const OwnLane& lane)
+{
+    switch (plan.depth) {
+    case ZAN_DEPTH_1U:
+        return blurLane<BitArith>(plan, piece, lane);
+    case ZAN_DEPTH_8U:
+        return blurLane<Arith<uint8_t, int32_t, int32_t>>(plan, piece, lane);
+    case ZAN_DEPTH_8S:
+        return blurLane<Arith<int8_t, int32_t, int32_t>>(plan, piece, lane);
+    case ZAN_DEPTH_16U:
+        return blurLane<Arith<uint16_t, int32_t, int32_t>>(plan, piece, lane);
+    case ZAN_DEPTH_16S:
+        return blurLane<Arith<int16_t, int32_t, int32_t>>(plan, piece, lane);
+    case ZAN_DEPTH_32S:
+        return blurLane<Arith<int32_t, float, double>>(plan, piece, lane);
+    default:
+        return blurLane<Arith<float, float, double>>(plan, piece, lane);
+    }
+}
+
+bool blurPiece(const BlurPlan& plan, const OwnNbhdPiece& piece)
+{
+    std::optional<TowardZero> rounding;
+    if (plan.depth != ZAN_DEPTH_1U)
+        rounding.emplace();
+    for (int i = 0; i < plan.lanes.laneCount(); ++i)
+        if (!blurLaneOfDepth(plan, piece, plan.lanes.lane(i)))
+            return false;
+    return true;
+}
+
+// Alpha must be the last channel with something left besides it.
+bool badAlpha(const ZanImage* image)
+{
+    return image->alphaChannel &&
+           (image->alphaChannel != image->nChannels || image->nChannels < 2);
+}
+
+bool checkCall(const OwnSite& site, const ZanImage* src, const ZanImage* dst, int nCols,
+               int nRows, int anchorX, int anchorY)
+{
+    for (const ZanImage* image : {src, dst}) {
+        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
+            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
+            return false;
+        }
+    }
+    const char* fault = nullptr;
+    ZanStatus status = ZAN_STATUS_BAD_ARGUMENT;
+    if (src->depth != dst->depth)
+        fault = "(srcImage->depth!=dstImage->depth)";
+    else if (nRows < 0 || nCols < 0)
+        fault = "(nRows<0||nCols<0)";
+    else if (anchorX < 0 || anchorY < 0)
+        fault = "(anchorX<0||anchorY<0)";
+    else if (nCols <= anchorX || nRows <= anchorY)
+        fault = "(anchorX>=nCols||anchorY>=nRows)";
+    else if (badAlpha(dst) || badAlpha(src))
+        status = ZAN_STATUS_ALPHA, fault = "bad alpha channel's number";
+    else if (ownProcessedChannels(src) != ownProcessedChannels(dst))
+        status = ZAN_STATUS_CHANNELS, fault = "bad channel's number";
+    else if ((src->maskROI && badAlpha(src->maskROI)) || (dst->maskROI && badAlpha(dst->maskROI)))
+        status = ZAN_STATUS_ALPHA, fault = "bad alpha channel's number";
+    if (fault)
+        OWN_REPORT(site, status, fault);
+    return !fault;
+}
+
+void blur(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+          int anchorX, int anchorY)
+{
+    if (!checkCall(site, srcImage, dstImage, nCols, nRows, anchorX, anchorY))
+        return;
+    if (nCols == 1 && nRows == 1) {
+        zanCopy(srcImage, dstImage);
+        return;
+    }
+    const ZanImage src = ownClampedBorders(srcImage);
+    const OwnRect srcRect = ownMaskedRegion(&src);
+    const OwnRect dstRect = ownMaskedRegion(dstImage);
+    const int width = std::min(srcRect.width, dstRect.width);
+    const int height = std::min(srcRect.height, dstRect.height);
+    int maskState = OWN_MASK_KEPT;
+    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
+    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
+                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    if (maskState == OWN_MASK_NO_MEMORY) {
+        OWN_REPORT(site, ZAN_STATUS_NO_MEMORY, "Allocation failure");
+        return;
+    }
+    if (maskState == OWN_MASK_DISJOINT || width <= 0 || height <= 0)
+        return;
+    const BlurPlan plan{nCols,
+                        nRows,
+                        anchorX,
+                        anchorY,
+                        1.0f / static_cast<float>(nCols * nRows),
+                        src.depth,
+                        ownWindowLanes(&src, dstImage),
+                        OwnMargins{anchorX, anchorY, nCols - 1 - anchorX, nRows - 1 - anchorY}};
+    const OwnNbhdSetup setup{&src,      dstImage,  srcRect.x, srcRect.y,    dstRect.x,
+                             dstRect.y, width,     height,    mask,         plan.margins,
+                             srcImage == dstImage};
+    if (ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return blurPiece(plan, piece); }) !=
+        OWN_NBHD_DONE)
+        OWN_REPORT(site, ZAN_STATUS_NO_MEMORY, "Allocation failure");
+}
+
+} // namespace
+
+extern "C" {
+
+ZAN_API void zanBlur(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                     int anchorX, int anchorY)
+{
+    blur(OwnSite{"zanBlur", kSource}, srcImage, dstImage, nCols, nRows, anchorX, anchorY);
+}
+
+} // extern "C"
