@@ -19,6 +19,14 @@ T pick(T a, T b)
     return E == Extreme::Max ? std::max(a, b) : std::min(a, b);
 }
 
+// into[i] = the extreme of into[i] and from[i], i < count.
+template <Extreme E, class T>
+void pickInto(T* __restrict into, const T* __restrict from, int count)
+{
+    for (int i = 0; i < count; ++i)
+        into[i] = pick<E>(into[i], from[i]);
+}
+
 // out[i] = the extreme of the K rows' samples i + d * group, d < K, for
 // i < count; spare holds count + (K - 1) * group samples.
 template <Extreme E, class T>
@@ -27,12 +35,10 @@ void extremeSquare(T* const* rows, int k, int count, int group, T* spare, T* out
     const int wide = count + (k - 1) * group;
     std::copy(rows[0], rows[0] + wide, spare);
     for (int r = 1; r < k; ++r)
-        for (int i = 0; i < wide; ++i)
-            spare[i] = pick<E>(spare[i], rows[r][i]);
+        pickInto<E>(spare, rows[r], wide);
     std::copy(spare, spare + count, out);
     for (int d = 1; d < k; ++d)
-        for (int i = 0; i < count; ++i)
-            out[i] = pick<E>(out[i], spare[i + d * group]);
+        pickInto<E>(out, spare + d * group, count);
 }
 
 // K rows of one lane, slot chosen by row number, each of a fixed length.
@@ -92,7 +98,7 @@ public:
         for (int y = 0; y < piece_.height; ++y) {
             fetch(y + r_, -r_, piece_.width + 2 * r_, ring.slot(y + r_));
             extremeSquare<E>(rows.data(), k_, piece_.width * g_, g_, spare.data(), out.data());
-            store(y, out.data());
+            writer_.putRow(y, piece_.width, g_, out.data());
         }
         return true;
     }
@@ -127,7 +133,7 @@ public:
             innerRow(y + r_);
             extremeSquare<Second>(innerRows.data(), k_, piece_.width * g_, g_, spare.data(),
                                   out.data());
-            store(y, out.data());
+            writer_.putRow(y, piece_.width, g_, out.data());
         }
         return true;
     }
@@ -139,11 +145,13 @@ private:
         const int row = std::clamp(y, -1 - piece_.y, region_.height - piece_.y);
         const int left = -1 - piece_.x;
         const int right = region_.width - piece_.x;
-        for (int i = 0; i < count; ++i) {
-            const int x = std::clamp(x0 + i, left, right);
-            for (int s = 0; s < g_; ++s)
-                out[i * g_ + s] = reader_.at(row, x, s);
-        }
+        const int first = std::clamp(x0, left, right);
+        const int last = std::clamp(x0 + count - 1, left, right);
+        reader_.copy(row, first, (last - first + 1) * g_, out + (first - x0) * g_);
+        for (int i = 0; i < first - x0; ++i)
+            std::copy(out + (first - x0) * g_, out + (first - x0 + 1) * g_, out + i * g_);
+        for (int i = last - x0 + 1; i < count; ++i)
+            std::copy(out + (last - x0) * g_, out + (last - x0 + 1) * g_, out + i * g_);
     }
 
     bool inside(int y, int x) const
@@ -162,13 +170,6 @@ private:
                 std::copy(source + i * g_, source + (i + 1) * g_, row + i * g_);
     }
 
-    void store(int y, const T* out) const
-    {
-        for (int x = 0; x < piece_.width; ++x)
-            if (writer_.writes(y, x))
-                for (int s = 0; s < g_; ++s)
-                    writer_.put(y, x, s, out[x * g_ + s]);
-    }
 
     const OwnNbhdPiece& piece_;
     const OwnLaneReader<T>& reader_;

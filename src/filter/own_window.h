@@ -7,6 +7,9 @@
 #include "../core/own_frame.h"
 #include "own_filter.h"
 
+#include <algorithm>
+#include <utility>
+
 // The region of an image: its ROI clipped to the image, narrowed to the
 // size of its mask's region.
 OwnRect ownMaskedRegion(const ZanImage* image);
@@ -45,9 +48,21 @@ public:
     int group() const { return group_; }
 
     // Sample s of pixel x in row y, piece coordinates.
-    T at(int y, int x, int s) const
+    const T& at(int y, int x, int s) const
     {
         return rows_.at(y, 0)[(static_cast<std::ptrdiff_t>(x) * group_ + s) * rows_.jStep];
+    }
+
+    // count samples of row y from pixel x on, in lane order, into out.
+    void copy(int y, int x, int count, T* out) const
+    {
+        const T* from = &at(y, x, 0);
+        if (rows_.jStep == 1) {
+            std::copy(from, from + count, out);
+            return;
+        }
+        for (int i = 0; i < count; ++i)
+            out[i] = from[static_cast<std::ptrdiff_t>(i) * rows_.jStep];
     }
 
 private:
@@ -79,6 +94,19 @@ public:
             return;
         }
         out_.row(y)[(static_cast<std::ptrdiff_t>(x) * out_.group + s) * out_.jStep] = value;
+    }
+
+    // Row y of the piece, width pixels of group samples each.
+    void putRow(int y, int width, int group, const T* values) const
+    {
+        if (!bits_ && !mask_ && out_.jStep == 1) {
+            std::copy(values, values + static_cast<std::ptrdiff_t>(width) * group, out_.row(y));
+            return;
+        }
+        for (int x = 0; x < width; ++x)
+            if (writes(y, x))
+                for (int s = 0; s < group; ++s)
+                    put(y, x, s, values[x * group + s]);
     }
 
 private:
