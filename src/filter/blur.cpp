@@ -80,55 +80,66 @@ public:
 
     bool run()
     {
-        OwnBuffer<Column> sums(static_cast<std::size_t>(columns_) * g_);
-        if (!sums.ok())
+        const std::size_t length = static_cast<std::size_t>(columns_) * g_;
+        OwnBuffer<Column> sums(length);
+        OwnBuffer<T> top(length);
+        OwnBuffer<T> below(length);
+        OwnBuffer<T> out(static_cast<std::size_t>(piece_.width) * g_);
+        OwnBuffer<Window> windows(static_cast<std::size_t>(piece_.width) * g_);
+        if (!sums.ok() || !top.ok() || !below.ok() || !out.ok() || !windows.ok())
             return false;
-        startColumns(sums.data());
+        std::fill(sums.data(), sums.data() + length, Column(0));
+        for (int k = 0; k < p_.nRows; ++k) {
+            fetch(k, top.data());
+            for (std::size_t i = 0; i < length; ++i)
+                sums[i] += static_cast<Column>(top[i]);
+        }
         for (int y = 0; y < piece_.height; ++y) {
             for (int s = 0; s < g_; ++s)
-                windowRow(sums.data(), y, s);
-            if (y + 1 < piece_.height)
-                advanceColumns(sums.data(), y);
+                windowRow(sums.data(), s, windows.data());
+            results(windows.data(), out.data());
+            writer_.putRow(y, piece_.width, g_, out.data());
+            if (y + 1 < piece_.height) {
+                fetch(y, top.data());
+                fetch(y + p_.nRows, below.data());
+                advanceColumns(sums.data(), top.data(), below.data(), length);
+            }
         }
         return true;
     }
 
 private:
-    // Sample s of column c of the sums, row y of the piece.
-    Column sample(int y, int c, int s) const
+    // Row y of the column sums' samples: the window rows start anchorY up.
+    void fetch(int y, T* out) const
     {
-        return static_cast<Column>(reader_.at(y - p_.anchorY, c - p_.anchorX, s));
+        reader_.copy(y - p_.anchorY, -p_.anchorX, columns_ * g_, out);
     }
 
-    void startColumns(Column* sums) const
-    {
-        for (int c = 0; c < columns_; ++c)
-            for (int s = 0; s < g_; ++s) {
-                Column sum = 0;
-                for (int k = 0; k < p_.nRows; ++k)
-                    sum += sample(k, c, s);
-                sums[c * g_ + s] = sum;
-            }
-    }
-
-    void windowRow(const Column* sums, int y, int s) const
+    // The window sums of sample s along a row.
+    void windowRow(const Column* sums, int s, Window* windows) const
     {
         Window sum = 0;
         for (int d = 0; d < p_.nCols; ++d)
             sum += sums[d * g_ + s];
         for (int x = 0; x < piece_.width; ++x) {
-            if (writer_.writes(y, x))
-                writer_.put(y, x, s, A::result(sum, p_.scale));
+            windows[x * g_ + s] = sum;
             if (x + 1 < piece_.width)
                 sum += static_cast<Window>(sums[(x + p_.nCols) * g_ + s] - sums[x * g_ + s]);
         }
     }
 
-    void advanceColumns(Column* sums, int y) const
+    void results(const Window* __restrict windows, T* __restrict out) const
     {
-        for (int c = 0; c < columns_; ++c)
-            for (int s = 0; s < g_; ++s)
-                sums[c * g_ + s] = (sample(y + p_.nRows, c, s) - sample(y, c, s)) + sums[c * g_ + s];
+        const float scale = p_.scale;
+        for (int i = 0; i < piece_.width * g_; ++i)
+            out[i] = A::result(windows[i], scale);
+    }
+
+    static void advanceColumns(Column* __restrict sums, const T* __restrict top,
+                               const T* __restrict below, std::size_t length)
+    {
+        for (std::size_t i = 0; i < length; ++i)
+            sums[i] = (static_cast<Column>(below[i]) - static_cast<Column>(top[i])) + sums[i];
     }
 
     const BlurPlan& p_;
