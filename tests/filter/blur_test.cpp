@@ -4,6 +4,7 @@
 // ROIs, COIs, masks, borders, tiles and in-place calls; the refusals.
 #include "conv_reference.h"
 #include "filter_util.h"
+#include "window_case.h"
 
 #include <gtest/gtest.h>
 
@@ -11,26 +12,6 @@
 #include <sstream>
 
 namespace {
-
-bool admits(const ZanImage* header, int i, int j)
-{
-    const ZanImage* mask = header->maskROI;
-    if (!mask)
-        return true;
-    const zt::Rect r = zt::regionOf(mask);
-    return zt::bitAt(mask, r.x + i, r.y + j);
-}
-
-void randomRoiAndMask(ZanImage* h, int channels, std::mt19937& rng)
-{
-    const int coi = rng() % 4 == 0 ? 1 + static_cast<int>(rng() % channels) : 0;
-    if (coi || rng() % 2)
-        zt::setRoi(h, coi, static_cast<int>(rng() % h->width), static_cast<int>(rng() % h->height),
-                   1 + static_cast<int>(rng() % h->width), 1 + static_cast<int>(rng() % h->height));
-    if (rng() % 3 == 0)
-        zt::attachRandomMask(h, 1 + static_cast<int>(rng() % 30), 1 + static_cast<int>(rng() % 30),
-                             rng);
-}
 
 // Wide depths get values whose sums single precision holds exactly.
 void narrowValues(ZanImage* image, std::mt19937& rng)
@@ -70,45 +51,26 @@ void runCase(uint32_t depth, std::mt19937& rng)
          << (inPlace ? " in place" : "") << (srcTiled ? " src tiled" : "")
          << (dstTiled ? " dst tiled" : "");
     SCOPED_TRACE(text.str());
-    zt::Participant src = fz::makeParticipant(shape, srcTiled, rng);
+    wc::Case t(shape, inPlace, srcTiled, dstTiled, rng);
+    zt::Participant& src = t.src;
+    zt::Participant& dst = t.dst();
     narrowValues(src.content(), rng);
     if (src.tiled)
         src.tiled->load();
-    zt::Participant other;
-    if (!inPlace) {
-        zt::Shape dstShape = shape;
-        dstShape.width = 1 + static_cast<int>(rng() % 30);
-        dstShape.height = 1 + static_cast<int>(rng() % 30);
-        other = fz::makeParticipant(dstShape, dstTiled, rng);
-    }
-    zt::Participant& dst = inPlace ? src : other;
-    randomRoiAndMask(src.header(), shape.channels, rng);
-    if (!inPlace) {
-        randomRoiAndMask(dst.header(), shape.channels, rng);
-        if (zt::channelCount(src.header()) != zt::channelCount(dst.header()))
-            for (zt::Participant* p : {&src, &dst})
-                if (p->header()->roi)
-                    p->header()->roi->coi = 0;
-    }
-    fz::randomBorders(src, rng);
 
     const zt::Image before(zanCloneImage(src.content()));
     zt::Image want(zanCloneImage(dst.content()));
     const zt::Rect sr = zt::regionOf(src.header());
     const zt::Rect dr = zt::regionOf(dst.header());
-    int w = std::min(sr.width, dr.width), h = std::min(sr.height, dr.height);
-    for (const ZanImage* m : {src.header()->maskROI, dst.header()->maskROI})
-        if (m) {
-            w = std::min(w, zt::regionOf(m).width);
-            h = std::min(h, zt::regionOf(m).height);
-        }
+    int w = 0, h = 0;
+    t.commonSize(&w, &h);
     const float scale = 1.0f / static_cast<float>(nCols * nRows);
     const bool copies = nCols == 1 && nRows == 1;
     for (int c = 0; c < zt::channelCount(src.header()); ++c) {
         const int sc = zt::firstChannel(src.header()) + c;
         for (int j = 0; j < h; ++j)
             for (int i = 0; i < w; ++i) {
-                if (!admits(src.header(), i, j) || !admits(dst.header(), i, j))
+                if (!wc::admits(src.header(), i, j) || !wc::admits(dst.header(), i, j))
                     continue;
                 double sum = 0;
                 for (int dy = 0; dy < nRows; ++dy)
