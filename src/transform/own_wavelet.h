@@ -1,0 +1,11 @@
+// Wavelet kernels and the one-level transforms: the filter check they share.
+#pragma once
+
+#include "core/own_core.h"
+#include "zan.h"
+
+// Reports the first fault of a filter, named as the caller's messages name
+// it ("(*decLow)", "filt[2]", "wtKernel->filtDecLow"), with the given status;
+// returns that status, or ZAN_STATUS_OK for a sound filter.
+ZanStatus ownWtCheckFilter(const OwnSite& site, const ZanWtFilter& filter, const char* name,
+                           ZanStatus status);
