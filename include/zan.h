@@ -615,6 +615,12 @@ ZAN_API ZanStatus zanWtInitUserTaps(const float* const* tap_filt, const int32_t*
                                     const int32_t* ofs_filt, ZanWtKernel* wtKernel);
 ZAN_API ZanStatus zanWtFree(ZanWtKernel* wtKernel);
 
+/* One level of the separable transform of an 8-bit grey image into four
+ * 32F subbands of half its size (odd sizes round up), and back. */
+ZAN_API ZanStatus zanWtDecompose(const ZanWtKernel* wtKernel, const ZanImage* src,
+                                 ZanImage* approxDst, ZanImage* xDetailDst,
+                                 ZanImage* yDetailDst, ZanImage* dDetailDst);
+
 /* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */

@@ -1,0 +1,276 @@
+// One level of the separable wavelet transform of an 8-bit grey image into
+// four 32F subbands, and its inverse. Lines are periodic; an odd line first
+// repeats its last sample.
+#include "core/own_core.h"
+#include "core/own_memory.h"
+#include "own_wavelet.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdint>
+
+namespace {
+
+// The names one transform's checks report: its filters, and its 8-bit image
+// followed by the four subbands.
+struct WtRole {
+    OwnSite site;
+    const char* filterNames[2];
+    const char* imageNames[5];
+};
+
+const WtRole kDecompose = {{"zanWtDecompose", "zanwt"},
+                           {"wtKernel->filtDecLow", "wtKernel->filtDecHigh"},
+                           {"src", "approxDst", "xDetailDst", "yDetailDst", "dDetailDst"}};
+
+ZanStatus fail(const OwnSite& site, ZanStatus status, const char* text)
+{
+    zanError(status, site.function, text, site.source, __LINE__);
+    return status;
+}
+
+// The part of an image that the transform covers: the ROI clipped to the
+// image, or the whole image.
+struct Extent {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
+Extent actualExtent(const ZanImage* image)
+{
+    const ZanROI* roi = image->roi;
+    if (!roi)
+        return {0, 0, image->width, image->height};
+    return {roi->xOffset, roi->yOffset, std::min(roi->width, image->width - roi->xOffset),
+            std::min(roi->height, image->height - roi->yOffset)};
+}
+
+int half(int n) { return (n + 1) / 2; }
+
+ZanStatus checkImages(const WtRole& role, const ZanImage* const (&images)[5])
+{
+    char text[128];
+    for (int i = 0; i < 5; ++i) {
+        if (zanCheckImageHeader(images[i]) != ZAN_STATUS_OK) {
+            std::snprintf(text, sizeof text, "Incorrect image: %s.", role.imageNames[i]);
+            return fail(role.site, zanGetErrStatus(), text);
+        }
+        if (!images[i]->imageData) {
+            std::snprintf(text, sizeof text, "Tiled image not supported: %s.", role.imageNames[i]);
+            return fail(role.site, ZAN_STATUS_BAD_ARGUMENT, text);
+        }
+    }
+    for (int i = 1; i < 5; ++i)
+        if (images[i]->roi) {
+            std::snprintf(text, sizeof text, "Error %s->roi != NULL.", role.imageNames[i]);
+            return fail(role.site, ZAN_STATUS_ROI_SIZE, text);
+        }
+    for (int i = 0; i < 5; ++i)
+        if (images[i]->depth != (i == 0 ? ZAN_DEPTH_8U : ZAN_DEPTH_32F)) {
+            std::snprintf(text, sizeof text, "Error %s->depth != %s.", role.imageNames[i],
+                          i == 0 ? "ZAN_DEPTH_8U" : "ZAN_DEPTH_32F");
+            return fail(role.site, ZAN_STATUS_DEPTH, text);
+        }
+    for (int i = 0; i < 5; ++i)
+        if (images[i]->nChannels != 1) {
+            std::snprintf(text, sizeof text, "Error %s->nChannels != 1.", role.imageNames[i]);
+            return fail(role.site, ZAN_STATUS_CHANNELS, text);
+        }
+    return ZAN_STATUS_OK;
+}
+
+ZanStatus checkSizes(const WtRole& role, const ZanImage* const (&images)[5])
+{
+    const char* whole = role.imageNames[0];
+    const ZanROI* roi = images[0]->roi;
+    char text[128];
+    for (int axis = 0; axis < 2 && roi; ++axis) {
+        const int offset = axis == 0 ? roi->xOffset : roi->yOffset;
+        if (offset >= (axis == 0 ? images[0]->width : images[0]->height)) {
+            std::snprintf(text, sizeof text, "Error %s->roi->%cOffset >= %s->%s.", whole,
+                          axis == 0 ? 'x' : 'y', whole, axis == 0 ? "width" : "height");
+            return fail(role.site, ZAN_STATUS_ROI_SIZE, text);
+        }
+    }
+    const Extent e = actualExtent(images[0]);
+    for (int i = 1; i < 5; ++i)
+        for (int axis = 0; axis < 2; ++axis) {
+            const int n = axis == 0 ? e.width : e.height;
+            if ((axis == 0 ? images[i]->width : images[i]->height) == half(n))
+                continue;
+            const char* what = axis == 0 ? "Width" : "Height";
+            if (n % 2 == 0)
+                std::snprintf(text, sizeof text, "Error actual%s(%s) != actual%s(%s) / 2.", what,
+                              role.imageNames[i], what, whole);
+            else
+                std::snprintf(text, sizeof text, "Error actual%s(%s) != (actual%s(%s) + 1) / 2.",
+                              what, role.imageNames[i], what, whole);
+            return fail(role.site, ZAN_STATUS_IMAGE_SIZE, text);
+        }
+    for (int i = 2; i < 5; ++i)
+        if (images[i]->widthStep != images[1]->widthStep)
+            return fail(role.site, ZAN_STATUS_WIDTH_STEP,
+                        "Not equal decomposed images widthStep values.");
+    return ZAN_STATUS_OK;
+}
+
+// The checks of either transform, in their order.
+ZanStatus checkArguments(const WtRole& role, const ZanWtKernel* kernel, bool analysis,
+                         const ZanImage* const (&images)[5])
+{
+    if (!kernel)
+        return fail(role.site, ZAN_STATUS_NULL_POINTER, "Null pointer by wtKernel was passed.");
+    const ZanWtFilter* filters[2] = {analysis ? &kernel->filtDecLow : &kernel->filtRecLow,
+                                     analysis ? &kernel->filtDecHigh : &kernel->filtRecHigh};
+    for (int f = 0; f < 2; ++f) {
+        const ZanStatus status = ownWtCheckFilter(role.site, *filters[f], role.filterNames[f],
+                                                  ZAN_STATUS_FILTER_CONTENT);
+        if (status != ZAN_STATUS_OK)
+            return status;
+    }
+    ZanStatus status = checkImages(role, images);
+    if (status == ZAN_STATUS_OK)
+        status = checkSizes(role, images);
+    return status;
+}
+
+// Maps positions lo, lo + 1, ... of a line of n samples, extended by its
+// last sample when n is odd and taken as periodic, to sample indices.
+OwnBuffer<int> periodicMap(int n, int lo, int count)
+{
+    OwnBuffer<int> map(static_cast<std::size_t>(count));
+    if (!map.ok())
+        return map;
+    const int period = n + n % 2;
+    for (int j = 0; j < count; ++j) {
+        const int p = ((lo + j) % period + period) % period;
+        map[j] = std::min(p, n - 1);
+    }
+    return map;
+}
+
+template <class T>
+T* rowOf(const ZanImage* image, int y, int x = 0)
+{
+    return reinterpret_cast<T*>(image->imageData + std::ptrdiff_t(y) * image->widthStep) + x;
+}
+
+void addScaled(double* acc, const float* line, double tap, int n)
+{
+    for (int x = 0; x < n; ++x)
+        acc[x] += tap * line[x];
+}
+
+void storeFloats(float* out, const double* acc, int n)
+{
+    for (int x = 0; x < n; ++x)
+        out[x] = static_cast<float>(acc[x]);
+}
+
+// The analysis positions 2 i + offset - k of both filters, for outputs i
+// below outCount, span [lo, lo + count).
+struct Span {
+    int lo;
+    int count;
+};
+
+Span analysisSpan(const ZanWtFilter& low, const ZanWtFilter& high, int outCount)
+{
+    const int lo = std::min(low.offset - low.length + 1, high.offset - high.length + 1);
+    const int hi = 2 * (outCount - 1) + std::max(low.offset, high.offset);
+    return {lo, hi - lo + 1};
+}
+
+// Output i of a padded line whose element 0 is position lo.
+double analyseAt(const double* padded, int lo, const ZanWtFilter& f, int i)
+{
+    double s = 0;
+    const int base = 2 * i + f.offset - lo;
+    for (int k = 0; k < f.length; ++k)
+        s += double(f.taps[k]) * padded[base - k];
+    return s;
+}
+
+// The row pass of the analysis: every row of the source region gives a
+// low line and a high line of half width.
+ZanStatus analyseRows(const ZanImage* src, const Extent& e, const ZanWtFilter& low,
+                      const ZanWtFilter& high, float* lowLines, float* highLines)
+{
+    const int outWidth = half(e.width);
+    const Span span = analysisSpan(low, high, outWidth);
+    OwnBuffer<int> map = periodicMap(e.width, span.lo, span.count);
+    OwnBuffer<double> padded(static_cast<std::size_t>(span.count));
+    if (!map.ok() || !padded.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    for (int y = 0; y < e.height; ++y) {
+        const uint8_t* in = rowOf<const uint8_t>(src, e.y + y, e.x);
+        for (int j = 0; j < span.count; ++j)
+            padded[j] = in[map[j]];
+        for (int i = 0; i < outWidth; ++i) {
+            lowLines[std::size_t(y) * outWidth + i] = float(analyseAt(padded.data(), span.lo, low, i));
+            highLines[std::size_t(y) * outWidth + i] =
+                float(analyseAt(padded.data(), span.lo, high, i));
+        }
+    }
+    return ZAN_STATUS_OK;
+}
+
+// The column pass of the analysis over one set of lines: output row i of a
+// subband sums the taps over the lines at 2 i + offset - k.
+ZanStatus analyseColumns(const float* lines, int width, int height, const ZanWtFilter& f,
+                         ZanImage* band)
+{
+    const int outHeight = half(height);
+    const Span span = analysisSpan(f, f, outHeight);
+    OwnBuffer<int> map = periodicMap(height, span.lo, span.count);
+    OwnBuffer<double> acc(static_cast<std::size_t>(width));
+    if (!map.ok() || !acc.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    for (int i = 0; i < outHeight; ++i) {
+        std::fill(acc.data(), acc.data() + width, 0.0);
+        for (int k = 0; k < f.length; ++k) {
+            const int line = map[2 * i + f.offset - k - span.lo];
+            addScaled(acc.data(), lines + std::size_t(line) * width, f.taps[k], width);
+        }
+        storeFloats(rowOf<float>(band, i), acc.data(), width);
+    }
+    return ZAN_STATUS_OK;
+}
+
+ZanStatus decompose(const ZanWtKernel& kernel, const ZanImage* src, ZanImage* const (&bands)[4])
+{
+    const Extent e = actualExtent(src);
+    const std::size_t lineSize = std::size_t(half(e.width)) * e.height;
+    OwnBuffer<float> lowLines(lineSize), highLines(lineSize);
+    if (!lowLines.ok() || !highLines.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    const ZanWtFilter& low = kernel.filtDecLow;
+    const ZanWtFilter& high = kernel.filtDecHigh;
+    ZanStatus status = analyseRows(src, e, low, high, lowLines.data(), highLines.data());
+    const float* sets[2] = {lowLines.data(), highLines.data()};
+    for (int b = 0; b < 4 && status == ZAN_STATUS_OK; ++b)
+        status = analyseColumns(sets[b / 2], half(e.width), e.height, b % 2 ? high : low, bands[b]);
+    return status;
+}
+
+} // namespace
+
+extern "C" {
+
+ZAN_API ZanStatus zanWtDecompose(const ZanWtKernel* wtKernel, const ZanImage* src,
+                                 ZanImage* approxDst, ZanImage* xDetailDst,
+                                 ZanImage* yDetailDst, ZanImage* dDetailDst)
+{
+    zanSetErrStatus(ZAN_STATUS_OK);
+    const ZanImage* const images[5] = {src, approxDst, xDetailDst, yDetailDst, dDetailDst};
+    const ZanStatus status = checkArguments(kDecompose, wtKernel, true, images);
+    if (status != ZAN_STATUS_OK)
+        return status;
+    ZanImage* const bands[4] = {approxDst, xDetailDst, yDetailDst, dDetailDst};
+    return decompose(*wtKernel, src, bands);
+}
+
+} // extern "C"
