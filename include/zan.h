@@ -620,6 +620,9 @@ ZAN_API ZanStatus zanWtFree(ZanWtKernel* wtKernel);
 ZAN_API ZanStatus zanWtDecompose(const ZanWtKernel* wtKernel, const ZanImage* src,
                                  ZanImage* approxDst, ZanImage* xDetailDst,
                                  ZanImage* yDetailDst, ZanImage* dDetailDst);
+ZAN_API ZanStatus zanWtReconstruct(const ZanWtKernel* wtKernel, const ZanImage* approxSrc,
+                                   const ZanImage* xDetailSrc, const ZanImage* yDetailSrc,
+                                   const ZanImage* dDetailSrc, ZanImage* dst);
 
 /* ------------------------------------------------------------------------ */
 /* Measurement                                                              */

@@ -23,6 +23,9 @@ struct WtRole {
 const WtRole kDecompose = {{"zanWtDecompose", "zanwt"},
                            {"wtKernel->filtDecLow", "wtKernel->filtDecHigh"},
                            {"src", "approxDst", "xDetailDst", "yDetailDst", "dDetailDst"}};
+const WtRole kReconstruct = {{"zanWtReconstruct", "zanwt"},
+                             {"wtKernel->filtRecLow", "wtKernel->filtRecHigh"},
+                             {"dst", "approxSrc", "xDetailSrc", "yDetailSrc", "dDetailSrc"}};
 
 ZanStatus fail(const OwnSite& site, ZanStatus status, const char* text)
 {
@@ -137,14 +140,14 @@ ZanStatus checkArguments(const WtRole& role, const ZanWtKernel* kernel, bool ana
     return status;
 }
 
-// Maps positions lo, lo + 1, ... of a line of n samples, extended by its
-// last sample when n is odd and taken as periodic, to sample indices.
-OwnBuffer<int> periodicMap(int n, int lo, int count)
+// Maps positions lo, lo + 1, ... of a line of n samples, taken as periodic
+// with the given period, to sample indices; positions past the last sample
+// within a period (the repeat of an odd line) take the last sample.
+OwnBuffer<int> periodicMap(int n, int period, int lo, int count)
 {
     OwnBuffer<int> map(static_cast<std::size_t>(count));
     if (!map.ok())
         return map;
-    const int period = n + n % 2;
     for (int j = 0; j < count; ++j) {
         const int p = ((lo + j) % period + period) % period;
         map[j] = std::min(p, n - 1);
@@ -201,7 +204,7 @@ ZanStatus analyseRows(const ZanImage* src, const Extent& e, const ZanWtFilter& l
 {
     const int outWidth = half(e.width);
     const Span span = analysisSpan(low, high, outWidth);
-    OwnBuffer<int> map = periodicMap(e.width, span.lo, span.count);
+    OwnBuffer<int> map = periodicMap(e.width, e.width + e.width % 2, span.lo, span.count);
     OwnBuffer<double> padded(static_cast<std::size_t>(span.count));
     if (!map.ok() || !padded.ok())
         return ZAN_STATUS_NO_MEMORY;
@@ -225,7 +228,7 @@ ZanStatus analyseColumns(const float* lines, int width, int height, const ZanWtF
 {
     const int outHeight = half(height);
     const Span span = analysisSpan(f, f, outHeight);
-    OwnBuffer<int> map = periodicMap(height, span.lo, span.count);
+    OwnBuffer<int> map = periodicMap(height, height + height % 2, span.lo, span.count);
     OwnBuffer<double> acc(static_cast<std::size_t>(width));
     if (!map.ok() || !acc.ok())
         return ZAN_STATUS_NO_MEMORY;
@@ -256,6 +259,127 @@ ZanStatus decompose(const ZanWtKernel& kernel, const ZanImage* src, ZanImage* co
     return status;
 }
 
+// The synthesis positions n + offset - k of both filters, for outputs n
+// below outCount, halved: the half-line indices of the even ones span
+// [lo, lo + count).
+Span synthesisSpan(const ZanWtFilter& low, const ZanWtFilter& high, int outCount)
+{
+    const int lo = std::min(low.offset - low.length + 1, high.offset - high.length + 1) >> 1;
+    const int hi = (outCount - 1 + std::max(low.offset, high.offset)) >> 1;
+    return {lo, hi - lo + 1};
+}
+
+// Sum of one filter's terms on the up-sampled line for output n, from the
+// last tap to the first; the odd positions hold zeros.
+double synthesiseAt(const double* padded, int lo, const ZanWtFilter& f, int n)
+{
+    double s = 0;
+    for (int k = f.length - 1; k >= 0; --k) {
+        const int m = n + f.offset - k;
+        if ((m & 1) == 0)
+            s += double(f.taps[k]) * padded[(m >> 1) - lo];
+    }
+    return s;
+}
+
+struct SynthesisLines {
+    const ZanImage* approx;
+    const ZanImage* detail;
+    float* out;
+};
+
+// The row pass of the synthesis: each row of approx with the same row of
+// detail gives a line of width samples.
+ZanStatus synthesiseRows(const SynthesisLines& lines, int width, const ZanWtFilter& low,
+                         const ZanWtFilter& high)
+{
+    const int m = lines.approx->width;
+    const Span span = synthesisSpan(low, high, width);
+    OwnBuffer<int> map = periodicMap(m, m, span.lo, span.count);
+    OwnBuffer<double> a(static_cast<std::size_t>(span.count)), d(a.size());
+    if (!map.ok() || !a.ok() || !d.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    for (int y = 0; y < lines.approx->height; ++y) {
+        const float* inA = rowOf<const float>(lines.approx, y);
+        const float* inD = rowOf<const float>(lines.detail, y);
+        for (int j = 0; j < span.count; ++j) {
+            a[j] = inA[map[j]];
+            d[j] = inD[map[j]];
+        }
+        float* out = lines.out + std::size_t(y) * width;
+        for (int n = 0; n < width; ++n)
+            out[n] = float(synthesiseAt(a.data(), span.lo, low, n) +
+                           synthesiseAt(d.data(), span.lo, high, n));
+    }
+    return ZAN_STATUS_OK;
+}
+
+// Saturates to 0..255 and rounds to the nearest integer, ties to even.
+uint8_t toPixel(double v)
+{
+    if (v > 255.0)
+        return 255;
+    if (!(v >= 0.0))
+        return 0;
+    double r = std::floor(v);
+    const double fraction = v - r;
+    if (fraction > 0.5 || (fraction == 0.5 && std::fmod(r, 2.0) != 0.0))
+        r += 1.0;
+    return static_cast<uint8_t>(r);
+}
+
+// Adds one filter's terms for output row n over a set of half-height lines.
+void addColumnTerms(double* acc, const float* lines, const int* map, int lo, const ZanWtFilter& f,
+                    int n, int width)
+{
+    for (int k = f.length - 1; k >= 0; --k) {
+        const int m = n + f.offset - k;
+        if ((m & 1) == 0)
+            addScaled(acc, lines + std::size_t(map[(m >> 1) - lo]) * width, f.taps[k], width);
+    }
+}
+
+// The column pass of the synthesis: the low set with the high set, each
+// output row rounded into the destination's region.
+ZanStatus synthesiseColumns(const float* lowSet, const float* highSet, int halfHeight,
+                            const ZanWtKernel& kernel, ZanImage* dst, const Extent& e)
+{
+    const ZanWtFilter& low = kernel.filtRecLow;
+    const ZanWtFilter& high = kernel.filtRecHigh;
+    const Span span = synthesisSpan(low, high, e.height);
+    OwnBuffer<int> map = periodicMap(halfHeight, halfHeight, span.lo, span.count);
+    OwnBuffer<double> acc(static_cast<std::size_t>(e.width));
+    if (!map.ok() || !acc.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    for (int n = 0; n < e.height; ++n) {
+        std::fill(acc.data(), acc.data() + e.width, 0.0);
+        addColumnTerms(acc.data(), lowSet, map.data(), span.lo, low, n, e.width);
+        addColumnTerms(acc.data(), highSet, map.data(), span.lo, high, n, e.width);
+        uint8_t* out = rowOf<uint8_t>(dst, e.y + n, e.x);
+        for (int x = 0; x < e.width; ++x)
+            out[x] = toPixel(acc[x]);
+    }
+    return ZAN_STATUS_OK;
+}
+
+ZanStatus reconstruct(const ZanWtKernel& kernel, const ZanImage* const (&bands)[4], ZanImage* dst)
+{
+    const Extent e = actualExtent(dst);
+    const int halfHeight = bands[0]->height;
+    const std::size_t setSize = std::size_t(e.width) * halfHeight;
+    OwnBuffer<float> lowSet(setSize), highSet(setSize);
+    if (!lowSet.ok() || !highSet.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    const ZanWtFilter& low = kernel.filtRecLow;
+    const ZanWtFilter& high = kernel.filtRecHigh;
+    ZanStatus status = synthesiseRows({bands[0], bands[2], lowSet.data()}, e.width, low, high);
+    if (status == ZAN_STATUS_OK)
+        status = synthesiseRows({bands[1], bands[3], highSet.data()}, e.width, low, high);
+    if (status == ZAN_STATUS_OK)
+        status = synthesiseColumns(lowSet.data(), highSet.data(), halfHeight, kernel, dst, e);
+    return status;
+}
+
 } // namespace
 
 extern "C" {
@@ -271,6 +395,19 @@ ZAN_API ZanStatus zanWtDecompose(const ZanWtKernel* wtKernel, const ZanImage* sr
         return status;
     ZanImage* const bands[4] = {approxDst, xDetailDst, yDetailDst, dDetailDst};
     return decompose(*wtKernel, src, bands);
+}
+
+ZAN_API ZanStatus zanWtReconstruct(const ZanWtKernel* wtKernel, const ZanImage* approxSrc,
+                                   const ZanImage* xDetailSrc, const ZanImage* yDetailSrc,
+                                   const ZanImage* dDetailSrc, ZanImage* dst)
+{
+    zanSetErrStatus(ZAN_STATUS_OK);
+    const ZanImage* const images[5] = {dst, approxSrc, xDetailSrc, yDetailSrc, dDetailSrc};
+    const ZanStatus status = checkArguments(kReconstruct, wtKernel, false, images);
+    if (status != ZAN_STATUS_OK)
+        return status;
+    const ZanImage* const bands[4] = {approxSrc, xDetailSrc, yDetailSrc, dDetailSrc};
+    return reconstruct(*wtKernel, bands, dst);
 }
 
 } // extern "C"

@@ -31,6 +31,27 @@ std::vector<double> analyse(const std::vector<double>& x, const ZanWtFilter& f)
     return out;
 }
 
+// Synthesis of a line pair: the up-sampled lines filtered and summed.
+std::vector<double> synthesise(const std::vector<double>& a, const std::vector<double>& d,
+                               const ZanWtFilter& g0, const ZanWtFilter& g1)
+{
+    const int m = int(a.size());
+    std::vector<double> out(2 * m);
+    for (int n = 0; n < 2 * m; ++n) {
+        for (int k = 0; k < g0.length; ++k) {
+            const int p = mod(n + g0.offset - k, 2 * m);
+            if (p % 2 == 0)
+                out[n] += double(g0.taps[k]) * a[p / 2];
+        }
+        for (int k = 0; k < g1.length; ++k) {
+            const int p = mod(n + g1.offset - k, 2 * m);
+            if (p % 2 == 0)
+                out[n] += double(g1.taps[k]) * d[p / 2];
+        }
+    }
+    return out;
+}
+
 Plane transpose(const Plane& p)
 {
     Plane t(p[0].size(), std::vector<double>(p.size()));
@@ -215,6 +236,145 @@ TEST(WtDecompose, HaarApproximationIsTheMeanOfEachBlock)
             // offset 1 pairs sample 2 i + 1 with 2 i: the high tap of 2 i + 1 is +1/2.
             EXPECT_EQ(zt::sampleAt(b[2], x, y, 0), (s(1, 0) + s(1, 1) - s(0, 0) - s(0, 1)) / 4);
         }
+}
+
+// Rounds to 0..255, ties to even.
+int referencePixel(double v)
+{
+    if (v > 255)
+        return 255;
+    if (v < 0)
+        return 0;
+    return int(std::nearbyint(v));
+}
+
+// The reference synthesis: rows (stored as floats), then columns.
+Plane referenceReconstruct(const std::vector<Plane>& bands, const ZanWtKernel& k, int width,
+                           int height)
+{
+    const ZanWtFilter& g0 = k.filtRecLow;
+    const ZanWtFilter& g1 = k.filtRecHigh;
+    Plane lowSet, highSet;
+    for (std::size_t r = 0; r < bands[0].size(); ++r) {
+        lowSet.push_back(synthesise(bands[0][r], bands[2][r], g0, g1));
+        highSet.push_back(synthesise(bands[1][r], bands[3][r], g0, g1));
+        for (double& v : lowSet.back())
+            v = toFloat(v);
+        for (double& v : highSet.back())
+            v = toFloat(v);
+    }
+    const Plane lowT = transpose(lowSet), highT = transpose(highSet);
+    Plane out(height, std::vector<double>(width));
+    for (int x = 0; x < width; ++x) {
+        const std::vector<double> column = synthesise(lowT[x], highT[x], g0, g1);
+        for (int y = 0; y < height; ++y)
+            out[y][x] = column[y];
+    }
+    return out;
+}
+
+Plane randomPlane(int width, int height, std::mt19937& rng)
+{
+    std::uniform_real_distribution<double> value(-40.0, 300.0);
+    Plane p(height, std::vector<double>(width));
+    for (auto& r : p)
+        for (double& v : r)
+            v = toFloat(value(rng));
+    return p;
+}
+
+void store(ZanImage* band, const Plane& p)
+{
+    for (std::size_t y = 0; y < p.size(); ++y)
+        for (std::size_t x = 0; x < p[0].size(); ++x)
+            zt::setSampleAt(band, int(x), int(y), 0, p[y][x]);
+}
+
+// Pixels of dst outside the region are as before; inside they are the
+// rounded reference, save where the exact sum lies too near a half.
+void expectReconstructed(const ZanImage* dst, const std::vector<uint8_t>& before,
+                         const Region& r, const Plane& want)
+{
+    const std::vector<uint8_t> after = zt::bytesOf(dst);
+    for (int y = 0; y < dst->height; ++y)
+        for (int x = 0; x < dst->width; ++x) {
+            const std::size_t at = std::size_t(y) * dst->widthStep + x;
+            const bool inside = x >= r.x && x < r.x + r.width && y >= r.y && y < r.y + r.height;
+            if (!inside) {
+                ASSERT_EQ(after[at], before[at]) << "outside at (" << x << ", " << y << ")";
+                continue;
+            }
+            const double v = want[y - r.y][x - r.x];
+            if (std::fabs(v - std::floor(v) - 0.5) < 1e-4)
+                continue;
+            ASSERT_EQ(int(after[at]), referencePixel(v)) << "at (" << x << ", " << y << ")";
+        }
+}
+
+TEST(WtReconstruct, RandomSubbandsMatchTheReference)
+{
+    std::mt19937 rng(17);
+    std::vector<Kernel> kernels = builtInKernels();
+    Kernel user = userKernel();
+    kernels.push_back(user);
+    for (int round = 0; round < 200; ++round) {
+        const Kernel& k = kernels[round % kernels.size()];
+        zt::Image dst = grey(1 + int(rng() % 30), 1 + int(rng() % 30), rng);
+        const Region r = randomRegion(dst.get(), rng);
+        SCOPED_TRACE(k.name + " region " + std::to_string(r.width) + "x" + std::to_string(r.height));
+        const int hw = (r.width + 1) / 2, hh = (r.height + 1) / 2;
+        std::vector<zt::Image> bands = subbands(hw, hh);
+        std::vector<Plane> planes;
+        for (int b = 0; b < 4; ++b) {
+            planes.push_back(randomPlane(hw, hh, rng));
+            store(bands[b].get(), planes.back());
+        }
+        const std::vector<uint8_t> before = zt::bytesOf(dst.get());
+        BandPtrs b = ptrs(bands);
+        ASSERT_EQ(zanWtReconstruct(&k.k, b[0], b[1], b[2], b[3], dst.get()), ZAN_STATUS_OK);
+        expectReconstructed(dst.get(), before, r,
+                            referenceReconstruct(planes, k.k, r.width, r.height));
+    }
+    zanWtFree(&user.k);
+}
+
+TEST(WtReconstruct, BuiltInKernelsGiveBackTheImage)
+{
+    std::mt19937 rng(23);
+    const std::vector<Kernel> kernels = builtInKernels();
+    const int sizes[][2] = {{1, 1}, {5, 3}, {2, 7}, {16, 16}, {33, 20}, {9, 41}};
+    for (const Kernel& k : kernels)
+        for (const auto& size : sizes) {
+            SCOPED_TRACE(k.name + " " + std::to_string(size[0]) + "x" + std::to_string(size[1]));
+            zt::Image src = grey(size[0], size[1], rng);
+            zt::Image dst = zt::makeImage({ZAN_DEPTH_8U, 1, size[0], size[1]});
+            std::vector<zt::Image> bands = subbands((size[0] + 1) / 2, (size[1] + 1) / 2);
+            BandPtrs b = ptrs(bands);
+            ASSERT_EQ(zanWtDecompose(&k.k, src.get(), b[0], b[1], b[2], b[3]), ZAN_STATUS_OK);
+            ASSERT_EQ(zanWtReconstruct(&k.k, b[0], b[1], b[2], b[3], dst.get()), ZAN_STATUS_OK);
+            for (int y = 0; y < size[1]; ++y)
+                for (int x = 0; x < size[0]; ++x)
+                    ASSERT_EQ(zt::sampleAt(dst.get(), x, y, 0), zt::sampleAt(src.get(), x, y, 0))
+                        << "at (" << x << ", " << y << ")";
+        }
+}
+
+// With Haar and zero details every pixel is its block's approximation.
+TEST(WtReconstruct, SaturatesAndRoundsTiesToEven)
+{
+    const float values[] = {255.4f, 254.5f, 253.5f, -0.4f, 300.0f, 0.5f, 1.5f, 100.25f};
+    const int expected[] = {255, 254, 254, 0, 255, 0, 2, 100};
+    ZanWtKernel haar{};
+    ASSERT_EQ(zanWtInit(ZAN_WAVELET_HAAR, 0, 0, &haar), ZAN_STATUS_OK);
+    std::vector<zt::Image> bands = subbands(8, 1);
+    for (int i = 0; i < 8; ++i)
+        zt::setSampleAt(bands[0].get(), i, 0, 0, values[i]);
+    zt::Image dst = zt::makeImage({ZAN_DEPTH_8U, 1, 16, 2});
+    BandPtrs b = ptrs(bands);
+    ASSERT_EQ(zanWtReconstruct(&haar, b[0], b[1], b[2], b[3], dst.get()), ZAN_STATUS_OK);
+    for (int x = 0; x < 16; ++x)
+        for (int y = 0; y < 2; ++y)
+            EXPECT_EQ(zt::sampleAt(dst.get(), x, y, 0), expected[x / 2]) << x << "," << y;
 }
 
 } // namespace
