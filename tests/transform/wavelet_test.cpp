@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -375,6 +377,109 @@ TEST(WtReconstruct, SaturatesAndRoundsTiesToEven)
     for (int x = 0; x < 16; ++x)
         for (int y = 0; y < 2; ++y)
             EXPECT_EQ(zt::sampleAt(dst.get(), x, y, 0), expected[x / 2]) << x << "," << y;
+}
+
+// A sound argument set of 5 by 3 with 3 by 2 subbands, spoilt by one change.
+struct Arguments {
+    ZanWtKernel kernel{};
+    zt::Image whole = zt::makeImage({ZAN_DEPTH_8U, 1, 5, 3});
+    std::vector<zt::Image> bands = subbands(3, 2);
+    std::unique_ptr<zt::TiledImage> tiledDetail; // stands for dDetail when set
+    Arguments() { zanWtInit(ZAN_WAVELET_DAUBECHIES, 2, 0, &kernel); }
+};
+
+struct RefusalCase {
+    std::function<void(Arguments&)> spoil;
+    int status;
+    const char* decomposeText;
+    const char* reconstructText;
+};
+
+TEST(WtTransforms, RefusalsGiveTheirStatusAndText)
+{
+    const RefusalCase cases[] = {
+        {[](Arguments& a) { a.kernel.filtDecLow.taps = nullptr, a.kernel.filtRecLow.taps = nullptr; },
+         -29, "Error wtKernel->filtDecLow.taps == NULL.", "Error wtKernel->filtRecLow.taps == NULL."},
+        {[](Arguments& a) { a.kernel.filtDecHigh.length = 1, a.kernel.filtRecHigh.length = 1; },
+         -29, "Error wtKernel->filtDecHigh.length < 2.", "Error wtKernel->filtRecHigh.length < 2."},
+        {[](Arguments& a) { a.kernel.filtDecLow.offset = 4, a.kernel.filtRecLow.offset = 4; }, -29,
+         "Error wtKernel->filtDecLow.offset >= wtKernel->filtDecLow.length.",
+         "Error wtKernel->filtRecLow.offset >= wtKernel->filtRecLow.length."},
+        {[](Arguments& a) { a.kernel.filtDecHigh.offset = -1, a.kernel.filtRecHigh.offset = -1; },
+         -29, "Error wtKernel->filtDecHigh.offset < 0.", "Error wtKernel->filtRecHigh.offset < 0."},
+        {[](Arguments& a) { a.whole->nChannels = 0; }, ZAN_STATUS_CHANNELS, "Incorrect image: src.",
+         "Incorrect image: dst."},
+        {[](Arguments& a) { a.bands[1]->depth = 3; }, ZAN_STATUS_DEPTH,
+         "Incorrect image: xDetailDst.", "Incorrect image: xDetailSrc."},
+        {[](Arguments& a) {
+             a.tiledDetail = std::make_unique<zt::TiledImage>(zt::Shape{ZAN_DEPTH_32F, 1, 3, 2}, 8, 8);
+         },
+         -5,
+         "Tiled image not supported: dDetailDst.", "Tiled image not supported: dDetailSrc."},
+        {[](Arguments& a) { zt::setRoi(a.bands[2].get(), 0, 0, 0, 3, 2); }, -25,
+         "Error yDetailDst->roi != NULL.", "Error yDetailSrc->roi != NULL."},
+        {[](Arguments& a) { a.whole = zt::makeImage({ZAN_DEPTH_16U, 1, 5, 3}); }, -17,
+         "Error src->depth != ZAN_DEPTH_8U.", "Error dst->depth != ZAN_DEPTH_8U."},
+        {[](Arguments& a) { a.bands[0] = zt::makeImage({ZAN_DEPTH_8U, 1, 3, 2}); }, -17,
+         "Error approxDst->depth != ZAN_DEPTH_32F.", "Error approxSrc->depth != ZAN_DEPTH_32F."},
+        {[](Arguments& a) { a.whole = zt::makeImage({ZAN_DEPTH_8U, 3, 5, 3}); }, -15,
+         "Error src->nChannels != 1.", "Error dst->nChannels != 1."},
+        {[](Arguments& a) { a.bands[2] = zt::makeImage({ZAN_DEPTH_32F, 2, 3, 2}); }, -15,
+         "Error yDetailDst->nChannels != 1.", "Error yDetailSrc->nChannels != 1."},
+        {[](Arguments& a) { zt::setRoi(a.whole.get(), 0, 5, 0, 1, 1); }, -25,
+         "Error src->roi->xOffset >= src->width.", "Error dst->roi->xOffset >= dst->width."},
+        {[](Arguments& a) { zt::setRoi(a.whole.get(), 0, 0, 3, 1, 1); }, -25,
+         "Error src->roi->yOffset >= src->height.", "Error dst->roi->yOffset >= dst->height."},
+        {[](Arguments& a) { a.bands[1] = zt::makeImage({ZAN_DEPTH_32F, 1, 2, 2}); }, -10,
+         "Error actualWidth(xDetailDst) != (actualWidth(src) + 1) / 2.",
+         "Error actualWidth(xDetailSrc) != (actualWidth(dst) + 1) / 2."},
+        {[](Arguments& a) { a.bands[3] = zt::makeImage({ZAN_DEPTH_32F, 1, 3, 1}); }, -10,
+         "Error actualHeight(dDetailDst) != (actualHeight(src) + 1) / 2.",
+         "Error actualHeight(dDetailSrc) != (actualHeight(dst) + 1) / 2."},
+        {[](Arguments& a) { zt::setRoi(a.whole.get(), 0, 1, 0, 9, 2); }, -10,
+         "Error actualWidth(approxDst) != actualWidth(src) / 2.",
+         "Error actualWidth(approxSrc) != actualWidth(dst) / 2."},
+        {[](Arguments& a) { zt::setRoi(a.whole.get(), 0, 0, 1, 5, 9); }, -10,
+         "Error actualHeight(approxDst) != actualHeight(src) / 2.",
+         "Error actualHeight(approxSrc) != actualHeight(dst) / 2."},
+        {[](Arguments& a) {
+             zt::Shape s{ZAN_DEPTH_32F, 1, 3, 2};
+             s.align = 32;
+             a.bands[2] = zt::makeImage(s);
+         },
+         -13, "Not equal decomposed images widthStep values.",
+         "Not equal decomposed images widthStep values."},
+    };
+    for (const RefusalCase& c : cases) {
+        for (int analysis = 0; analysis < 2; ++analysis) {
+            Arguments a;
+            c.spoil(a);
+            const char* text = analysis ? c.decomposeText : c.reconstructText;
+            SCOPED_TRACE(text);
+            zt::RecordingReporter reporter;
+            BandPtrs b = ptrs(a.bands);
+            if (a.tiledDetail)
+                b[3] = a.tiledDetail->header();
+            const ZanStatus status =
+                analysis ? zanWtDecompose(&a.kernel, a.whole.get(), b[0], b[1], b[2], b[3])
+                         : zanWtReconstruct(&a.kernel, b[0], b[1], b[2], b[3], a.whole.get());
+            EXPECT_EQ(status, c.status);
+            ASSERT_FALSE(reporter.reports().empty());
+            const auto& last = reporter.reports().back();
+            EXPECT_EQ(last.context, text);
+            EXPECT_EQ(last.status, c.status);
+            EXPECT_EQ(last.source, "zanwt");
+            EXPECT_EQ(last.function, analysis ? "zanWtDecompose" : "zanWtReconstruct");
+        }
+    }
+    zt::RecordingReporter reporter;
+    Arguments a;
+    BandPtrs b = ptrs(a.bands);
+    EXPECT_EQ(zanWtDecompose(nullptr, a.whole.get(), b[0], b[1], b[2], b[3]), -27);
+    EXPECT_EQ(zanWtReconstruct(nullptr, b[0], b[1], b[2], b[3], a.whole.get()), -27);
+    EXPECT_EQ(reporter.summary(),
+              (std::vector<std::string>{"zanWtDecompose: Null pointer by wtKernel was passed.",
+                                        "zanWtReconstruct: Null pointer by wtKernel was passed."}));
 }
 
 } // namespace
