@@ -27,12 +27,6 @@ const WtRole kReconstruct = {{"zanWtReconstruct", "zanwt"},
                              {"wtKernel->filtRecLow", "wtKernel->filtRecHigh"},
                              {"dst", "approxSrc", "xDetailSrc", "yDetailSrc", "dDetailSrc"}};
 
-ZanStatus fail(const OwnSite& site, ZanStatus status, const char* text)
-{
-    zanError(status, site.function, text, site.source, __LINE__);
-    return status;
-}
-
 // The part of an image that the transform covers: the ROI clipped to the
 // image, or the whole image.
 struct Extent {
@@ -59,28 +53,28 @@ ZanStatus checkImages(const WtRole& role, const ZanImage* const (&images)[5])
     for (int i = 0; i < 5; ++i) {
         if (zanCheckImageHeader(images[i]) != ZAN_STATUS_OK) {
             std::snprintf(text, sizeof text, "Incorrect image: %s.", role.imageNames[i]);
-            return fail(role.site, zanGetErrStatus(), text);
+            return ownWtFail(role.site, zanGetErrStatus(), text);
         }
         if (!images[i]->imageData) {
             std::snprintf(text, sizeof text, "Tiled image not supported: %s.", role.imageNames[i]);
-            return fail(role.site, ZAN_STATUS_BAD_ARGUMENT, text);
+            return ownWtFail(role.site, ZAN_STATUS_BAD_ARGUMENT, text);
         }
     }
     for (int i = 1; i < 5; ++i)
         if (images[i]->roi) {
             std::snprintf(text, sizeof text, "Error %s->roi != NULL.", role.imageNames[i]);
-            return fail(role.site, ZAN_STATUS_ROI_SIZE, text);
+            return ownWtFail(role.site, ZAN_STATUS_ROI_SIZE, text);
         }
     for (int i = 0; i < 5; ++i)
         if (images[i]->depth != (i == 0 ? ZAN_DEPTH_8U : ZAN_DEPTH_32F)) {
             std::snprintf(text, sizeof text, "Error %s->depth != %s.", role.imageNames[i],
                           i == 0 ? "ZAN_DEPTH_8U" : "ZAN_DEPTH_32F");
-            return fail(role.site, ZAN_STATUS_DEPTH, text);
+            return ownWtFail(role.site, ZAN_STATUS_DEPTH, text);
         }
     for (int i = 0; i < 5; ++i)
         if (images[i]->nChannels != 1) {
             std::snprintf(text, sizeof text, "Error %s->nChannels != 1.", role.imageNames[i]);
-            return fail(role.site, ZAN_STATUS_CHANNELS, text);
+            return ownWtFail(role.site, ZAN_STATUS_CHANNELS, text);
         }
     return ZAN_STATUS_OK;
 }
@@ -95,7 +89,7 @@ ZanStatus checkSizes(const WtRole& role, const ZanImage* const (&images)[5])
         if (offset >= (axis == 0 ? images[0]->width : images[0]->height)) {
             std::snprintf(text, sizeof text, "Error %s->roi->%cOffset >= %s->%s.", whole,
                           axis == 0 ? 'x' : 'y', whole, axis == 0 ? "width" : "height");
-            return fail(role.site, ZAN_STATUS_ROI_SIZE, text);
+            return ownWtFail(role.site, ZAN_STATUS_ROI_SIZE, text);
         }
     }
     const Extent e = actualExtent(images[0]);
@@ -111,11 +105,11 @@ ZanStatus checkSizes(const WtRole& role, const ZanImage* const (&images)[5])
             else
                 std::snprintf(text, sizeof text, "Error actual%s(%s) != (actual%s(%s) + 1) / 2.",
                               what, role.imageNames[i], what, whole);
-            return fail(role.site, ZAN_STATUS_IMAGE_SIZE, text);
+            return ownWtFail(role.site, ZAN_STATUS_IMAGE_SIZE, text);
         }
     for (int i = 2; i < 5; ++i)
         if (images[i]->widthStep != images[1]->widthStep)
-            return fail(role.site, ZAN_STATUS_WIDTH_STEP,
+            return ownWtFail(role.site, ZAN_STATUS_WIDTH_STEP,
                         "Not equal decomposed images widthStep values.");
     return ZAN_STATUS_OK;
 }
@@ -125,7 +119,7 @@ ZanStatus checkArguments(const WtRole& role, const ZanWtKernel* kernel, bool ana
                          const ZanImage* const (&images)[5])
 {
     if (!kernel)
-        return fail(role.site, ZAN_STATUS_NULL_POINTER, "Null pointer by wtKernel was passed.");
+        return ownWtFail(role.site, ZAN_STATUS_NULL_POINTER, "Null pointer by wtKernel was passed.");
     const ZanWtFilter* filters[2] = {analysis ? &kernel->filtDecLow : &kernel->filtRecLow,
                                      analysis ? &kernel->filtDecHigh : &kernel->filtRecHigh};
     for (int f = 0; f < 2; ++f) {

@@ -398,12 +398,6 @@ void fillBuiltIn(const WtRow& r, ZanWtKernel& kernel)
     }
 }
 
-ZanStatus fail(const OwnSite& site, ZanStatus status, const char* text)
-{
-    zanError(status, site.function, text, site.source, __LINE__);
-    return status;
-}
-
 // The taps, lengths and offsets of a user kernel, checked by the caller.
 struct UserFilters {
     std::array<const float*, 4> taps;
@@ -436,7 +430,7 @@ ZanStatus makeUserKernel(const OwnSite& site, const UserFilters& u, ZanWtKernel&
         if (!block) {
             for (int g = 0; g < f; ++g)
                 zanFree(filterOf(kernel, g).taps);
-            return fail(site, ZAN_STATUS_NO_MEMORY, "No working memory.");
+            return ownWtFail(site, ZAN_STATUS_NO_MEMORY, "No working memory.");
         }
         std::memcpy(block, u.taps[f], sizeof(float) * std::size_t(u.length[f]));
         filterOf(kernel, f).taps = block;
@@ -459,6 +453,12 @@ constexpr const char* kNullKernel = "Null pointer by wtKernel was passed.";
 
 } // namespace
 
+ZanStatus ownWtFail(const OwnSite& site, ZanStatus status, const char* text)
+{
+    zanError(status, site.function, text, site.source, __LINE__);
+    return status;
+}
+
 ZanStatus ownWtCheckFilter(const OwnSite& site, const ZanWtFilter& filter, const char* name,
                            ZanStatus status)
 {
@@ -473,7 +473,7 @@ ZanStatus ownWtCheckFilter(const OwnSite& site, const ZanWtFilter& filter, const
         std::snprintf(text, sizeof text, "Error %s.offset < 0.", name);
     else
         return ZAN_STATUS_OK;
-    return fail(site, status, text);
+    return ownWtFail(site, status, text);
 }
 
 extern "C" {
@@ -482,9 +482,9 @@ ZAN_API ZanStatus zanWtInit(int32_t wtType, int32_t par1, int32_t par2, ZanWtKer
 {
     zanSetErrStatus(ZAN_STATUS_OK);
     if (!wtKernel)
-        return fail(kInitSite, ZAN_STATUS_NULL_POINTER, kNullKernel);
+        return ownWtFail(kInitSite, ZAN_STATUS_NULL_POINTER, kNullKernel);
     if (wtType < ZAN_WAVELET_HAAR || wtType > ZAN_WAVELET_SPLINE_33)
-        return fail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad wtType value.");
+        return ownWtFail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad wtType value.");
     bool par1Known = false;
     for (const WtRow& r : kRows) {
         if (r.wtType != wtType || (selectsByPar1(wtType) && r.par1 != par1))
@@ -496,8 +496,8 @@ ZAN_API ZanStatus zanWtInit(int32_t wtType, int32_t par1, int32_t par2, ZanWtKer
         return ZAN_STATUS_OK;
     }
     if (!par1Known)
-        return fail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad par1   value.");
-    return fail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad par2   value.");
+        return ownWtFail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad par1   value.");
+    return ownWtFail(kInitSite, ZAN_STATUS_BAD_ARGUMENT, "Bad par2   value.");
 }
 
 ZAN_API ZanStatus zanWtInitUserFilter(const ZanWtFilter* decLow, const ZanWtFilter* decHigh,
@@ -507,14 +507,14 @@ ZAN_API ZanStatus zanWtInitUserFilter(const ZanWtFilter* decLow, const ZanWtFilt
     static const OwnSite site = {"zanWtInitUserFilter", "zanwt"};
     zanSetErrStatus(ZAN_STATUS_OK);
     if (!wtKernel)
-        return fail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
     const ZanWtFilter* const filters[4] = {decLow, decHigh, recLow, recHigh};
     const char* const nullTexts[4] = {
         "Null pointer by decLow was passed.", "Null pointer by decHigh was passed.",
         "Null pointer by recLow was passed.", "Null pointer by recHigh was passed."};
     for (int i = 0; i < 4; ++i)
         if (!filters[i])
-            return fail(site, ZAN_STATUS_NULL_POINTER, nullTexts[i]);
+            return ownWtFail(site, ZAN_STATUS_NULL_POINTER, nullTexts[i]);
     const char* const names[4] = {"(*decLow)", "(*decHigh)", "(*recLow)", "(*recHigh)"};
     const ZanStatus status = checkFilters(site, filters, names);
     if (status != ZAN_STATUS_OK)
@@ -527,9 +527,9 @@ ZAN_API ZanStatus zanWtInitUserFilter4(const ZanWtFilter* filt, ZanWtKernel* wtK
     static const OwnSite site = {"zanWtInitUserFilter4", "zanwt"};
     zanSetErrStatus(ZAN_STATUS_OK);
     if (!wtKernel)
-        return fail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
     if (!filt)
-        return fail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by filt was passed.");
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by filt was passed.");
     const ZanWtFilter* const filters[4] = {&filt[0], &filt[1], &filt[2], &filt[3]};
     const char* const names[4] = {"filt[0]", "filt[1]", "filt[2]", "filt[3]"};
     const ZanStatus status = checkFilters(site, filters, names);
@@ -544,33 +544,33 @@ ZAN_API ZanStatus zanWtInitUserTaps(const float* const* tap_filt, const int32_t*
     static const OwnSite site = {"zanWtInitUserTaps", "zanwt"};
     zanSetErrStatus(ZAN_STATUS_OK);
     if (!wtKernel)
-        return fail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
     if (!tap_filt)
-        return fail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by tap_filt was passed.");
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by tap_filt was passed.");
     if (!len_filt)
-        return fail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by len_filt was passed.");
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by len_filt was passed.");
     if (!ofs_filt)
-        return fail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by ofs_filt was passed.");
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, "Null pointer by ofs_filt was passed.");
     char text[64];
     for (int i = 0; i < 4; ++i)
         if (!tap_filt[i]) {
             std::snprintf(text, sizeof text, "Null pointer by tap_filt[%d] was passed.", i);
-            return fail(site, ZAN_STATUS_NULL_POINTER, text);
+            return ownWtFail(site, ZAN_STATUS_NULL_POINTER, text);
         }
     for (int i = 0; i < 4; ++i)
         if (len_filt[i] < 2) {
             std::snprintf(text, sizeof text, "Error len_filt[%d] < 2.", i);
-            return fail(site, ZAN_STATUS_VECTOR_LENGTH, text);
+            return ownWtFail(site, ZAN_STATUS_VECTOR_LENGTH, text);
         }
     for (int i = 0; i < 4; ++i)
         if (ofs_filt[i] >= len_filt[i]) {
             std::snprintf(text, sizeof text, "Error ofs_filt[%d] >= len_filt[%d].", i, i);
-            return fail(site, ZAN_STATUS_FILTER_OFFSET, text);
+            return ownWtFail(site, ZAN_STATUS_FILTER_OFFSET, text);
         }
     for (int i = 0; i < 4; ++i)
         if (ofs_filt[i] < 0) {
             std::snprintf(text, sizeof text, "Error ofs_filt[%d] < 0.", i);
-            return fail(site, ZAN_STATUS_FILTER_OFFSET, text);
+            return ownWtFail(site, ZAN_STATUS_FILTER_OFFSET, text);
         }
     UserFilters u{};
     for (int i = 0; i < 4; ++i) {
@@ -585,7 +585,7 @@ ZAN_API ZanStatus zanWtFree(ZanWtKernel* wtKernel)
 {
     static const OwnSite site = {"zanWtFree", "zanwt"};
     if (!wtKernel)
-        return fail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
+        return ownWtFail(site, ZAN_STATUS_NULL_POINTER, kNullKernel);
     if (wtKernel->wtType == ZAN_WAVELET_USER)
         for (int f = 0; f < 4; ++f)
             zanFree(filterOf(*wtKernel, f).taps);
