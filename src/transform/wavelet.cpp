@@ -191,66 +191,106 @@ double analyseAt(const double* padded, int lo, const ZanWtFilter& f, int i)
     return s;
 }
 
-// The row pass of the analysis: every row of the source region gives a
-// low line and a high line of half width.
-ZanStatus analyseRows(const ZanImage* src, const Extent& e, const ZanWtFilter& low,
-                      const ZanWtFilter& high, float* lowLines, float* highLines)
-{
-    const int outWidth = half(e.width);
-    const Span span = analysisSpan(low, high, outWidth);
-    OwnBuffer<int> map = periodicMap(e.width, e.width + e.width % 2, span.lo, span.count);
-    OwnBuffer<double> padded(static_cast<std::size_t>(span.count));
-    if (!map.ok() || !padded.ok())
-        return ZAN_STATUS_NO_MEMORY;
-    for (int y = 0; y < e.height; ++y) {
-        const uint8_t* in = rowOf<const uint8_t>(src, e.y + y, e.x);
-        for (int j = 0; j < span.count; ++j)
-            padded[j] = in[map[j]];
-        for (int i = 0; i < outWidth; ++i) {
-            lowLines[std::size_t(y) * outWidth + i] = float(analyseAt(padded.data(), span.lo, low, i));
-            highLines[std::size_t(y) * outWidth + i] =
-                float(analyseAt(padded.data(), span.lo, high, i));
+// Row analysis: a source row of the region gives a low and a high line of
+// half width, through the periodic map of the row's positions.
+class RowAnalysis {
+public:
+    RowAnalysis(const ZanImage* src, const Extent& e, const ZanWtFilter& low,
+                const ZanWtFilter& high)
+        : src_(src), e_(e), low_(low), high_(high),
+          span_(analysisSpan(low, high, half(e.width))),
+          map_(periodicMap(e.width, e.width + e.width % 2, span_.lo, span_.count)),
+          padded_(static_cast<std::size_t>(span_.count))
+    {
+    }
+    bool ok() const { return map_.ok() && padded_.ok(); }
+
+    void run(int y, float* lowLine, float* highLine) const
+    {
+        const uint8_t* in = rowOf<const uint8_t>(src_, e_.y + y, e_.x);
+        for (int j = 0; j < span_.count; ++j)
+            padded_[j] = in[map_[j]];
+        for (int i = 0; i < half(e_.width); ++i) {
+            lowLine[i] = float(analyseAt(padded_.data(), span_.lo, low_, i));
+            highLine[i] = float(analyseAt(padded_.data(), span_.lo, high_, i));
         }
     }
-    return ZAN_STATUS_OK;
-}
 
-// The column pass of the analysis over one set of lines: output row i of a
-// subband sums the taps over the lines at 2 i + offset - k.
-ZanStatus analyseColumns(const float* lines, int width, int height, const ZanWtFilter& f,
-                         ZanImage* band)
-{
-    const int outHeight = half(height);
-    const Span span = analysisSpan(f, f, outHeight);
-    OwnBuffer<int> map = periodicMap(height, height + height % 2, span.lo, span.count);
-    OwnBuffer<double> acc(static_cast<std::size_t>(width));
-    if (!map.ok() || !acc.ok())
-        return ZAN_STATUS_NO_MEMORY;
-    for (int i = 0; i < outHeight; ++i) {
-        std::fill(acc.data(), acc.data() + width, 0.0);
-        for (int k = 0; k < f.length; ++k) {
-            const int line = map[2 * i + f.offset - k - span.lo];
-            addScaled(acc.data(), lines + std::size_t(line) * width, f.taps[k], width);
-        }
-        storeFloats(rowOf<float>(band, i), acc.data(), width);
+private:
+    const ZanImage* src_;
+    Extent e_;
+    const ZanWtFilter& low_;
+    const ZanWtFilter& high_;
+    Span span_;
+    OwnBuffer<int> map_;
+    OwnBuffer<double> padded_;
+};
+
+// The row-filtered lines that the column pass reads, held by position in
+// a ring as long as the span of the filters: a position's lines are made
+// when first needed and overwrite the position that has left the span.
+class LineRing {
+public:
+    LineRing(const RowAnalysis& rows, int width, int height, Span span)
+        : rows_(rows), width_(width), slots_(span.count),
+          lines_(std::size_t(2) * width * slots_), held_(static_cast<std::size_t>(slots_)),
+          height_(height)
+    {
+        if (held_.ok())
+            std::fill(held_.data(), held_.data() + slots_, INT32_MIN);
     }
-    return ZAN_STATUS_OK;
-}
+    bool ok() const { return lines_.ok() && held_.ok(); }
 
+    // The low (set 0) or high (set 1) line at a column position.
+    const float* line(int position, int set)
+    {
+        const int slot = ((position % slots_) + slots_) % slots_;
+        float* low = lines_.data() + std::size_t(2) * width_ * slot;
+        if (held_[slot] != position) {
+            rows_.run(rowAt(position), low, low + width_);
+            held_[slot] = position;
+        }
+        return low + std::size_t(set) * width_;
+    }
+
+private:
+    int rowAt(int position) const
+    {
+        const int period = height_ + height_ % 2;
+        return std::min(((position % period) + period) % period, height_ - 1);
+    }
+
+    const RowAnalysis& rows_;
+    int width_;
+    int slots_;
+    OwnBuffer<float> lines_;
+    OwnBuffer<int> held_;
+    int height_;
+};
+
+// The column pass of the analysis: output row i of a subband sums a
+// filter's taps over the lines at 2 i + offset - k of its set.
 ZanStatus decompose(const ZanWtKernel& kernel, const ZanImage* src, ZanImage* const (&bands)[4])
 {
     const Extent e = actualExtent(src);
-    const std::size_t lineSize = std::size_t(half(e.width)) * e.height;
-    OwnBuffer<float> lowLines(lineSize), highLines(lineSize);
-    if (!lowLines.ok() || !highLines.ok())
-        return ZAN_STATUS_NO_MEMORY;
+    const int width = half(e.width);
     const ZanWtFilter& low = kernel.filtDecLow;
     const ZanWtFilter& high = kernel.filtDecHigh;
-    ZanStatus status = analyseRows(src, e, low, high, lowLines.data(), highLines.data());
-    const float* sets[2] = {lowLines.data(), highLines.data()};
-    for (int b = 0; b < 4 && status == ZAN_STATUS_OK; ++b)
-        status = analyseColumns(sets[b / 2], half(e.width), e.height, b % 2 ? high : low, bands[b]);
-    return status;
+    const RowAnalysis rows(src, e, low, high);
+    const Span window = analysisSpan(low, high, 1);
+    LineRing ring(rows, width, e.height, window);
+    OwnBuffer<double> acc(static_cast<std::size_t>(width));
+    if (!rows.ok() || !ring.ok() || !acc.ok())
+        return ZAN_STATUS_NO_MEMORY;
+    for (int i = 0; i < half(e.height); ++i)
+        for (int b = 0; b < 4; ++b) {
+            const ZanWtFilter& f = b % 2 ? high : low;
+            std::fill(acc.data(), acc.data() + width, 0.0);
+            for (int k = 0; k < f.length; ++k)
+                addScaled(acc.data(), ring.line(2 * i + f.offset - k, b / 2), f.taps[k], width);
+            storeFloats(rowOf<float>(bands[b], i), acc.data(), width);
+        }
+    return ZAN_STATUS_OK;
 }
 
 // The synthesis positions n + offset - k of both filters, for outputs n
