@@ -226,46 +226,44 @@ private:
     OwnBuffer<double> padded_;
 };
 
-// The row-filtered lines that the column pass reads, held by position in
-// a ring as long as the span of the filters: a position's lines are made
-// when first needed and overwrite the position that has left the span.
+// The row-filtered lines that a column pass reads, held by position in a
+// ring as long as the span of the filters: a position's two lines are made
+// by Rows::run when first needed and overwrite the position that has left
+// the span. Positions are periodic, and those past the last of n lines
+// within a period take the last line.
+template <class Rows>
 class LineRing {
 public:
-    LineRing(const RowAnalysis& rows, int width, int height, Span span)
-        : rows_(rows), width_(width), slots_(span.count),
-          lines_(std::size_t(2) * width * slots_), held_(static_cast<std::size_t>(slots_)),
-          height_(height)
+    LineRing(const Rows& rows, int width, int slots, int n, int period)
+        : rows_(rows), width_(width), slots_(slots), n_(n), period_(period),
+          lines_(std::size_t(2) * width * slots), held_(static_cast<std::size_t>(slots))
     {
         if (held_.ok())
             std::fill(held_.data(), held_.data() + slots_, INT32_MIN);
     }
     bool ok() const { return lines_.ok() && held_.ok(); }
 
-    // The low (set 0) or high (set 1) line at a column position.
+    // The low (set 0) or high (set 1) line at a position.
     const float* line(int position, int set)
     {
         const int slot = ((position % slots_) + slots_) % slots_;
         float* low = lines_.data() + std::size_t(2) * width_ * slot;
         if (held_[slot] != position) {
-            rows_.run(rowAt(position), low, low + width_);
+            const int row = std::min(((position % period_) + period_) % period_, n_ - 1);
+            rows_.run(row, low, low + width_);
             held_[slot] = position;
         }
         return low + std::size_t(set) * width_;
     }
 
 private:
-    int rowAt(int position) const
-    {
-        const int period = height_ + height_ % 2;
-        return std::min(((position % period) + period) % period, height_ - 1);
-    }
-
-    const RowAnalysis& rows_;
+    const Rows& rows_;
     int width_;
     int slots_;
+    int n_;
+    int period_;
     OwnBuffer<float> lines_;
     OwnBuffer<int> held_;
-    int height_;
 };
 
 // The column pass of the analysis: output row i of a subband sums a
@@ -278,7 +276,7 @@ ZanStatus decompose(const ZanWtKernel& kernel, const ZanImage* src, ZanImage* co
     const ZanWtFilter& high = kernel.filtDecHigh;
     const RowAnalysis rows(src, e, low, high);
     const Span window = analysisSpan(low, high, 1);
-    LineRing ring(rows, width, e.height, window);
+    LineRing ring(rows, width, window.count, e.height, e.height + e.height % 2);
     OwnBuffer<double> acc(static_cast<std::size_t>(width));
     if (!rows.ok() || !ring.ok() || !acc.ok())
         return ZAN_STATUS_NO_MEMORY;
@@ -316,37 +314,49 @@ double synthesiseAt(const double* padded, int lo, const ZanWtFilter& f, int n)
     return s;
 }
 
-struct SynthesisLines {
-    const ZanImage* approx;
-    const ZanImage* detail;
-    float* out;
-};
-
-// The row pass of the synthesis: each row of approx with the same row of
-// detail gives a line of width samples.
-ZanStatus synthesiseRows(const SynthesisLines& lines, int width, const ZanWtFilter& low,
-                         const ZanWtFilter& high)
-{
-    const int m = lines.approx->width;
-    const Span span = synthesisSpan(low, high, width);
-    OwnBuffer<int> map = periodicMap(m, m, span.lo, span.count);
-    OwnBuffer<double> a(static_cast<std::size_t>(span.count)), d(a.size());
-    if (!map.ok() || !a.ok() || !d.ok())
-        return ZAN_STATUS_NO_MEMORY;
-    for (int y = 0; y < lines.approx->height; ++y) {
-        const float* inA = rowOf<const float>(lines.approx, y);
-        const float* inD = rowOf<const float>(lines.detail, y);
-        for (int j = 0; j < span.count; ++j) {
-            a[j] = inA[map[j]];
-            d[j] = inD[map[j]];
-        }
-        float* out = lines.out + std::size_t(y) * width;
-        for (int n = 0; n < width; ++n)
-            out[n] = float(synthesiseAt(a.data(), span.lo, low, n) +
-                           synthesiseAt(d.data(), span.lo, high, n));
+// Row synthesis: half row r of approx with yDetail gives a line of the low
+// set, of xDetail with dDetail a line of the high set, width samples each.
+class RowSynthesis {
+public:
+    RowSynthesis(const ZanImage* const (&bands)[4], int width, const ZanWtFilter& low,
+                 const ZanWtFilter& high)
+        : bands_(bands), width_(width), low_(low), high_(high),
+          span_(synthesisSpan(low, high, width)),
+          map_(periodicMap(bands[0]->width, bands[0]->width, span_.lo, span_.count)),
+          a_(static_cast<std::size_t>(span_.count)), d_(a_.size())
+    {
     }
-    return ZAN_STATUS_OK;
-}
+    bool ok() const { return map_.ok() && a_.ok() && d_.ok(); }
+
+    void run(int r, float* lowLine, float* highLine) const
+    {
+        pair(r, bands_[0], bands_[2], lowLine);
+        pair(r, bands_[1], bands_[3], highLine);
+    }
+
+private:
+    void pair(int r, const ZanImage* approx, const ZanImage* detail, float* out) const
+    {
+        const float* inA = rowOf<const float>(approx, r);
+        const float* inD = rowOf<const float>(detail, r);
+        for (int j = 0; j < span_.count; ++j) {
+            a_[j] = inA[map_[j]];
+            d_[j] = inD[map_[j]];
+        }
+        for (int n = 0; n < width_; ++n)
+            out[n] = float(synthesiseAt(a_.data(), span_.lo, low_, n) +
+                           synthesiseAt(d_.data(), span_.lo, high_, n));
+    }
+
+    const ZanImage* const (&bands_)[4];
+    int width_;
+    const ZanWtFilter& low_;
+    const ZanWtFilter& high_;
+    Span span_;
+    OwnBuffer<int> map_;
+    OwnBuffer<double> a_;
+    OwnBuffer<double> d_;
+};
 
 // Saturates to 0..255 and rounds to the nearest integer, ties to even.
 uint8_t toPixel(double v)
@@ -362,56 +372,40 @@ uint8_t toPixel(double v)
     return static_cast<uint8_t>(r);
 }
 
-// Adds one filter's terms for output row n over a set of half-height lines.
-void addColumnTerms(double* acc, const float* lines, const int* map, int lo, const ZanWtFilter& f,
-                    int n, int width)
+// Adds one filter's terms for output row n over the lines of one set, from
+// the last tap to the first.
+template <class Ring>
+void addColumnTerms(double* acc, Ring& ring, int set, const ZanWtFilter& f, int n, int width)
 {
     for (int k = f.length - 1; k >= 0; --k) {
         const int m = n + f.offset - k;
         if ((m & 1) == 0)
-            addScaled(acc, lines + std::size_t(map[(m >> 1) - lo]) * width, f.taps[k], width);
+            addScaled(acc, ring.line(m >> 1, set), f.taps[k], width);
     }
 }
 
 // The column pass of the synthesis: the low set with the high set, each
 // output row rounded into the destination's region.
-ZanStatus synthesiseColumns(const float* lowSet, const float* highSet, int halfHeight,
-                            const ZanWtKernel& kernel, ZanImage* dst, const Extent& e)
+ZanStatus reconstruct(const ZanWtKernel& kernel, const ZanImage* const (&bands)[4], ZanImage* dst)
 {
+    const Extent e = actualExtent(dst);
     const ZanWtFilter& low = kernel.filtRecLow;
     const ZanWtFilter& high = kernel.filtRecHigh;
-    const Span span = synthesisSpan(low, high, e.height);
-    OwnBuffer<int> map = periodicMap(halfHeight, halfHeight, span.lo, span.count);
+    const int halfHeight = bands[0]->height;
+    const RowSynthesis rows(bands, e.width, low, high);
+    LineRing ring(rows, e.width, synthesisSpan(low, high, 2).count, halfHeight, halfHeight);
     OwnBuffer<double> acc(static_cast<std::size_t>(e.width));
-    if (!map.ok() || !acc.ok())
+    if (!rows.ok() || !ring.ok() || !acc.ok())
         return ZAN_STATUS_NO_MEMORY;
     for (int n = 0; n < e.height; ++n) {
         std::fill(acc.data(), acc.data() + e.width, 0.0);
-        addColumnTerms(acc.data(), lowSet, map.data(), span.lo, low, n, e.width);
-        addColumnTerms(acc.data(), highSet, map.data(), span.lo, high, n, e.width);
+        addColumnTerms(acc.data(), ring, 0, low, n, e.width);
+        addColumnTerms(acc.data(), ring, 1, high, n, e.width);
         uint8_t* out = rowOf<uint8_t>(dst, e.y + n, e.x);
         for (int x = 0; x < e.width; ++x)
             out[x] = toPixel(acc[x]);
     }
     return ZAN_STATUS_OK;
-}
-
-ZanStatus reconstruct(const ZanWtKernel& kernel, const ZanImage* const (&bands)[4], ZanImage* dst)
-{
-    const Extent e = actualExtent(dst);
-    const int halfHeight = bands[0]->height;
-    const std::size_t setSize = std::size_t(e.width) * halfHeight;
-    OwnBuffer<float> lowSet(setSize), highSet(setSize);
-    if (!lowSet.ok() || !highSet.ok())
-        return ZAN_STATUS_NO_MEMORY;
-    const ZanWtFilter& low = kernel.filtRecLow;
-    const ZanWtFilter& high = kernel.filtRecHigh;
-    ZanStatus status = synthesiseRows({bands[0], bands[2], lowSet.data()}, e.width, low, high);
-    if (status == ZAN_STATUS_OK)
-        status = synthesiseRows({bands[1], bands[3], highSet.data()}, e.width, low, high);
-    if (status == ZAN_STATUS_OK)
-        status = synthesiseColumns(lowSet.data(), highSet.data(), halfHeight, kernel, dst, e);
-    return status;
 }
 
 } // namespace
