@@ -579,6 +579,64 @@ ZAN_API void zanBlur(const ZanImage* srcImage, ZanImage* dstImage, int nCols, in
                      int anchorX, int anchorY);
 
 /* ------------------------------------------------------------------------ */
+/* Wavelets                                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* Kernel families, the values of wtType. */
+#define ZAN_WAVELET_HAAR          0
+#define ZAN_WAVELET_DAUBECHIES    1
+#define ZAN_WAVELET_SYMLET        2
+#define ZAN_WAVELET_COIFLET       3
+#define ZAN_WAVELET_VAIDYANATHAN  4
+#define ZAN_WAVELET_SPLINE        5
+#define ZAN_WAVELET_SPLINE_DUAL   6
+#define ZAN_WAVELET_SPLINE_22     7
+#define ZAN_WAVELET_SPLINE_33     8
+#define ZAN_WAVELET_USER          9
+
+/* One filter: length taps, the anchor offset and a symmetry class
+ * (0 symmetric, 1 antisymmetric, 2 neither, 3 given by the application). */
+typedef struct ZanWtFilter {
+    float* taps;
+    int32_t length;
+    int32_t offset;
+    int32_t symmetry;
+} ZanWtFilter;
+
+/* Two analysis and two synthesis filters; wtClass 0 orthogonal,
+ * 1 biorthogonal, 3 given by the application. */
+typedef struct ZanWtKernel {
+    int32_t wtType;
+    int32_t par1;
+    int32_t par2;
+    int32_t wtClass;
+    ZanWtFilter filtDecLow;
+    ZanWtFilter filtDecHigh;
+    ZanWtFilter filtRecLow;
+    ZanWtFilter filtRecHigh;
+} ZanWtKernel;
+
+ZAN_API ZanStatus zanWtInit(int32_t wtType, int32_t par1, int32_t par2, ZanWtKernel* wtKernel);
+ZAN_API ZanStatus zanWtInitUserFilter(const ZanWtFilter* decLow, const ZanWtFilter* decHigh,
+                                      const ZanWtFilter* recLow, const ZanWtFilter* recHigh,
+                                      ZanWtKernel* wtKernel);
+/* filt: decLow, decHigh, recLow, recHigh. */
+ZAN_API ZanStatus zanWtInitUserFilter4(const ZanWtFilter* filt, ZanWtKernel* wtKernel);
+/* Four taps pointers, lengths and offsets in the order of zanWtInitUserFilter4. */
+ZAN_API ZanStatus zanWtInitUserTaps(const float* const* tap_filt, const int32_t* len_filt,
+                                    const int32_t* ofs_filt, ZanWtKernel* wtKernel);
+ZAN_API ZanStatus zanWtFree(ZanWtKernel* wtKernel);
+
+/* One level of the separable transform of an 8-bit grey image into four
+ * 32F subbands of half its size (odd sizes round up), and back. */
+ZAN_API ZanStatus zanWtDecompose(const ZanWtKernel* wtKernel, const ZanImage* src,
+                                 ZanImage* approxDst, ZanImage* xDetailDst,
+                                 ZanImage* yDetailDst, ZanImage* dDetailDst);
+ZAN_API ZanStatus zanWtReconstruct(const ZanWtKernel* wtKernel, const ZanImage* approxSrc,
+                                   const ZanImage* xDetailSrc, const ZanImage* yDetailSrc,
+                                   const ZanImage* dDetailSrc, ZanImage* dst);
+
+/* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */
 
