@@ -1,6 +1,7 @@
-// Private pieces shared by the window filters (morphology and blur): the
-// region of an image with its mask, the channel lanes, and the reading and
-// writing of one lane of a neighbourhood piece, 1-bit images included.
+// Private pieces shared by the window filters (morphology and blur; the
+// region and border helpers by convolution too): the region of an image
+// with its mask, the channel lanes, and the reading and writing of one lane
+// of a neighbourhood piece, 1-bit images included.
 #pragma once
 
 #include "../core/own_bits.h"
