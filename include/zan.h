@@ -566,6 +566,15 @@ ZAN_API void zanConvolveSep2D(const ZanImage* srcImage, ZanImage* dstImage,
 ZAN_API void zanConvolveSep2DFP(const ZanImage* srcImage, ZanImage* dstImage,
                                 ZanConvKernelFP xKernel, ZanConvKernelFP yKernel);
 
+/* The largest, smallest and median sample of an nCols by nRows window whose
+ * anchor lies on the pixel; the median is the sample of rank n / 2 + 1. */
+ZAN_API void zanMaxFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZAN_API void zanMinFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZAN_API void zanMedianFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                             int anchorX, int anchorY);
+
 /* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */

@@ -1,0 +1,339 @@
+// zanMaxFilter, zanMinFilter and zanMedianFilter: the checks, the channels,
+// the common region and the masks, then the neighbourhood walk with a row
+// engine that ranks the samples of each window.
+#include "../core/own_bits.h"
+#include "../core/own_memory.h"
+#include "own_filter.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* kSource = "zannlf";
+
+enum RankType { kMax = 0, kMin = 1, kMedian = 2 };
+
+struct RankPlan {
+    RankType type;
+    int nCols;
+    int nRows;
+    int anchorX;
+    int anchorY;
+    uint32_t depth;
+    OwnMargins margins;
+    OwnLanes lanes;
+};
+
+int coiOf(const ZanImage* image) { return image->roi ? image->roi->coi : 0; }
+
+int channelCount(const ZanImage* image)
+{
+    return coiOf(image) ? 1 : image->nChannels - (image->alphaChannel ? 1 : 0);
+}
+
+bool fail(const OwnSite& site, const char* context)
+{
+    OWN_REPORT(site, ZAN_STATUS_BAD_ARGUMENT, context);
+    return false;
+}
+
+bool checkImages(const OwnSite& site, const ZanImage* src, const ZanImage* dst)
+{
+    if (src == dst)
+        return fail(site, "(srcImage==dstImage)");
+    if (src->depth != dst->depth)
+        return fail(site, "srcImage->depth!=dstImage->depth");
+    if (src->depth == ZAN_DEPTH_32F)
+        return fail(site, "srcImage->depth==32");
+    if (src->nChannels != dst->nChannels)
+        return fail(site, "srcImage->nChannels!=dstImage->nChannels");
+    if (src->alphaChannel != dst->alphaChannel)
+        return fail(site, "srcImage->alphaChannel!=dstImage->alphaChannel");
+    if (src->alphaChannel != 0 && src->alphaChannel != src->nChannels)
+        return fail(site, "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)");
+    if (src->depth != ZAN_DEPTH_1U && src->dataOrder != dst->dataOrder)
+        return fail(site, "srcImage->dataOrder!=dstImage->dataOrder");
+    return true;
+}
+
+// The channel checks all report before the thread's status decides.
+bool checkChannels(const OwnSite& site, const ZanImage* src, const ZanImage* dst)
+{
+    if (coiOf(src) > src->nChannels)
+        fail(site, "Interst Channel of input Image more number of channels.");
+    if (coiOf(dst) > dst->nChannels)
+        fail(site, "Interst Channel of output Image more number of channels.");
+    if (channelCount(src) != channelCount(dst))
+        fail(site, "Number of interset channel input and output Image is not equal.");
+    return zanGetErrStatus() >= 0;
+}
+
+bool checkCall(const OwnSite& site, const ZanImage* src, const ZanImage* dst, int nCols, int nRows,
+               int anchorX, int anchorY)
+{
+    for (const ZanImage* image : {src, dst}) {
+        if (zanCheckImageHeader(image) != ZAN_STATUS_OK) {
+            OWN_REPORT(site, zanGetErrStatus(), "Incorrect Image");
+            return false;
+        }
+    }
+    if (anchorX >= nCols || anchorX < 0)
+        return fail(site, "(anchorX>=nCols)||(anchorX<0)");
+    if (anchorY >= nRows || anchorY < 0)
+        return fail(site, "(anchorY>=nRows)||(anchorY<0)");
+    return checkImages(site, src, dst) && checkChannels(site, src, dst);
+}
+
+// The channels of the call: every colour channel on its own when alpha is
+// present and dst singles none out; src's first channel when only dst has
+// a COI; else the images' COIs, all channels together when there are none.
+OwnLanes planLanes(const ZanImage* src, const ZanImage* dst)
+{
+    OwnLanes lanes{};
+    const int srcCoi = coiOf(src);
+    const int dstCoi = coiOf(dst);
+    lanes.planes = src->dataOrder == ZAN_DATA_ORDER_PLANE;
+    lanes.srcPixelStep = lanes.planes ? 1 : src->nChannels;
+    lanes.dstPixelStep = lanes.planes ? 1 : dst->nChannels;
+    if (dstCoi == 0 && (src->alphaChannel > 0 || dst->alphaChannel > 0)) {
+        lanes.count = src->nChannels - 1;
+        return lanes;
+    }
+    lanes.srcFirst = srcCoi ? srcCoi - 1 : 0;
+    lanes.dstFirst = dstCoi ? dstCoi - 1 : 0;
+    lanes.count = (srcCoi || dstCoi) ? 1 : src->nChannels;
+    lanes.interleaved = !lanes.planes && !srcCoi && !dstCoi;
+    return lanes;
+}
+
+ZanImage clampedCopy(const ZanImage* image)
+{
+    ZanImage copy = *image;
+    for (int& value : copy.borderConst)
+        value = ownClampToDepth(image->depth, value);
+    return copy;
+}
+
+// An image's ROI clipped to it, narrowed by its mask's clipped ROI.
+OwnRect regionWithMask(const ZanImage* image)
+{
+    OwnRect rect;
+    ownRegionRect(image, &rect);
+    if (image->maskROI) {
+        OwnRect mask;
+        ownRegionRect(image->maskROI, &mask);
+        rect.width = std::min(rect.width, mask.width);
+        rect.height = std::min(rect.height, mask.height);
+    }
+    return rect;
+}
+
+// The rows of a window in a ring: the row of source row s is slot
+// (s + anchorY) mod nRows, s never below -anchorY.
+template <class T>
+class RowRing {
+public:
+    RowRing(int rows, int n) : rows_(rows), n_(n), data_(static_cast<std::size_t>(rows) * n) {}
+    bool ok() const { return data_.ok(); }
+    T* slot(int index) const
+    {
+        return data_.data() + static_cast<std::ptrdiff_t>(index % rows_) * n_;
+    }
+
+private:
+    int rows_;
+    int n_;
+    OwnBuffer<T> data_;
+};
+
+template <class T>
+const T& pick(RankType type, const T& a, const T& b)
+{
+    return type == kMax ? std::max(a, b) : std::min(a, b);
+}
+
+// Row stage of Max and Min: the extreme of nCols samples of source row s.
+template <class T>
+void extremeOfRow(const RankPlan& plan, const OwnLaneRows<T>& src, int s, int n, T* out)
+{
+    const T* first = src.at(s, -plan.anchorX);
+    for (int j = 0; j < n; ++j)
+        out[j] = first[static_cast<std::ptrdiff_t>(j) * src.jStep];
+    for (int i = 1; i < plan.nCols; ++i) {
+        const T* next = src.at(s, i - plan.anchorX);
+        if (plan.type == kMax) {
+            for (int j = 0; j < n; ++j)
+                out[j] = std::max(out[j], next[static_cast<std::ptrdiff_t>(j) * src.jStep]);
+        } else {
+            for (int j = 0; j < n; ++j)
+                out[j] = std::min(out[j], next[static_cast<std::ptrdiff_t>(j) * src.jStep]);
+        }
+    }
+}
+
+// Max and Min in two stages: row extremes in a ring, then their column
+// extremes. Calls emit(y, values) for each output row.
+template <class T, class Emit>
+bool extremeRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+{
+    RowRing<T> ring(plan.nRows, n);
+    OwnBuffer<T> result(static_cast<std::size_t>(n));
+    if (!ring.ok() || !result.ok())
+        return false;
+    for (int r = 0; r + 1 < plan.nRows; ++r)
+        extremeOfRow(plan, src, r - plan.anchorY, n, ring.slot(r));
+    for (int y = 0; y < height; ++y) {
+        const int last = y + plan.nRows - 1;
+        extremeOfRow(plan, src, last - plan.anchorY, n, ring.slot(last));
+        T* out = result.data();
+        std::copy_n(ring.slot(y), n, out);
+        for (int r = 1; r < plan.nRows; ++r) {
+            const T* row = ring.slot(y + r);
+            for (int j = 0; j < n; ++j)
+                out[j] = pick(plan.type, out[j], row[j]);
+        }
+        emit(y, out);
+    }
+    return true;
+}
+
+// Median: the sample of rank n / 2 + 1 from the smallest of each window.
+template <class T, class Emit>
+bool medianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+{
+    const int count = plan.nCols * plan.nRows;
+    OwnBuffer<T> window(static_cast<std::size_t>(count));
+    OwnBuffer<T> result(static_cast<std::size_t>(n));
+    if (!window.ok() || !result.ok())
+        return false;
+    T* w = window.data();
+    const std::ptrdiff_t jStep = src.jStep;
+    for (int y = 0; y < height; ++y) {
+        for (int j = 0; j < n; ++j) {
+            T* fill = w;
+            for (int r = 0; r < plan.nRows; ++r)
+                for (int i = 0; i < plan.nCols; ++i)
+                    *fill++ = src.at(y - plan.anchorY + r, i - plan.anchorX)[j * jStep];
+            std::nth_element(w, w + count / 2, w + count);
+            result[static_cast<std::size_t>(j)] = w[count / 2];
+        }
+        emit(y, result.data());
+    }
+    return true;
+}
+
+template <class T, class Emit>
+bool rankRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+{
+    if (plan.type == kMedian)
+        return medianRows(plan, src, n, height, emit);
+    return extremeRows(plan, src, n, height, emit);
+}
+
+bool maskAllows(const OwnNbhdPiece& piece, int y, int x)
+{
+    return !piece.mask || ownGetBit(piece.mask->row(y), piece.mask->x0 + x);
+}
+
+template <class T>
+bool rankSamples(const RankPlan& plan, const OwnNbhdPiece& piece)
+{
+    for (int i = 0; i < plan.lanes.laneCount(); ++i) {
+        const OwnLane lane = plan.lanes.lane(i);
+        const OwnLaneRows<T> src = ownLaneRows<T>(piece.src, lane);
+        const OwnLaneOut<T> out = ownLaneOut<T>(piece.dst, lane);
+        const int n = piece.width * lane.group;
+        const bool done = rankRows(plan, src, n, piece.height, [&](int y, const T* values) {
+            T* row = out.row(y);
+            for (int j = 0; j < n; ++j)
+                if (maskAllows(piece, y, j / lane.group))
+                    row[static_cast<std::ptrdiff_t>(j) * out.jStep] = values[j];
+        });
+        if (!done)
+            return false;
+    }
+    return true;
+}
+
+// 1-bit images rank bytes of 0 and 1: the largest is OR, the smallest AND,
+// the median a count of set bits.
+bool rankBits(const RankPlan& plan, const OwnNbhdPiece& piece)
+{
+    OwnExpandedBits bits;
+    if (!ownExpandBits(piece, plan.margins, &bits))
+        return false;
+    return rankRows(plan, bits.rows, piece.width, piece.height, [&](int y, const uint8_t* values) {
+        auto* row = reinterpret_cast<uint8_t*>(piece.dst.row(y));
+        for (int x = 0; x < piece.width; ++x)
+            if (maskAllows(piece, y, x))
+                ownSetBit(row, piece.dst.x0 + x, values[x] != 0);
+    });
+}
+
+bool rankPiece(const RankPlan& plan, const OwnNbhdPiece& piece)
+{
+    if (plan.depth == ZAN_DEPTH_1U)
+        return rankBits(plan, piece);
+    bool done = true;
+    ownWithSampleType(plan.depth, [&](auto type) {
+        using T = typename decltype(type)::type;
+        done = rankSamples<T>(plan, piece);
+    });
+    return done;
+}
+
+void rankFilter(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, int nCols,
+                int nRows, int anchorX, int anchorY, RankType type)
+{
+    if (!checkCall(site, srcImage, dstImage, nCols, nRows, anchorX, anchorY))
+        return;
+    RankPlan plan{type, nCols, nRows, anchorX, anchorY, srcImage->depth,
+                  OwnMargins{anchorX, anchorY, nCols - anchorX - 1, nRows - anchorY - 1},
+                  planLanes(srcImage, dstImage)};
+    if (plan.lanes.count <= 0)
+        return;
+    const ZanImage src = clampedCopy(srcImage);
+    const OwnRect srcRect = regionWithMask(&src);
+    const OwnRect dstRect = regionWithMask(dstImage);
+    const int width = std::min(srcRect.width, dstRect.width);
+    const int height = std::min(srcRect.height, dstRect.height);
+    if (width <= 0 || height <= 0)
+        return;
+
+    int maskState = OWN_MASK_KEPT;
+    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
+    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
+                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    if (maskState == OWN_MASK_DISJOINT || maskState == OWN_MASK_NO_MEMORY)
+        return;
+    const OwnNbhdSetup setup{&src,      dstImage,  srcRect.x, srcRect.y,    dstRect.x, dstRect.y,
+                             width,     height,    mask,      plan.margins, false};
+    ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return rankPiece(plan, piece); });
+}
+
+} // namespace
+
+extern "C" {
+
+ZAN_API void zanMaxFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY)
+{
+    rankFilter(OwnSite{"zanMaxFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
+               anchorY, kMax);
+}
+
+ZAN_API void zanMinFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY)
+{
+    rankFilter(OwnSite{"zanMinFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
+               anchorY, kMin);
+}
+
+ZAN_API void zanMedianFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                             int anchorX, int anchorY)
+{
+    rankFilter(OwnSite{"zanMedianFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
+               anchorY, kMedian);
+}
+
+} // extern "C"
