@@ -197,9 +197,75 @@ bool extremeRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int hei
     return true;
 }
 
+// Windows up to this many samples are sorted by a network over whole rows;
+// larger ones select per position.
+constexpr int kNetworkLimit = 49;
+
+// The compare-exchange pairs of Batcher's merge exchange for count entries.
+int mergeExchangePairs(int count, int (*pairs)[2])
+{
+    int top = 1;
+    while (top * 2 < count)
+        top *= 2;
+    int used = 0;
+    for (int p = top; p > 0; p /= 2) {
+        int q = top, r = 0, d = p;
+        for (;;) {
+            for (int i = 0; i + d < count; ++i)
+                if ((i & p) == r) {
+                    pairs[used][0] = i;
+                    pairs[used][1] = i + d;
+                    ++used;
+                }
+            if (q == p)
+                break;
+            d = q - p;
+            q /= 2;
+            r = p;
+        }
+    }
+    return used;
+}
+
+// Median by a sorting network: the window's samples are copied into one row
+// per window entry, and each compare-exchange orders two rows at once.
+template <class T, class Emit>
+bool networkMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height,
+                       Emit emit)
+{
+    const int count = plan.nCols * plan.nRows;
+    int pairs[kNetworkLimit * kNetworkLimit][2];
+    const int used = mergeExchangePairs(count, pairs);
+    OwnBuffer<T> rows(static_cast<std::size_t>(count) * n);
+    if (!rows.ok())
+        return false;
+    const auto entry = [&](int k) { return rows.data() + static_cast<std::ptrdiff_t>(k) * n; };
+    const std::ptrdiff_t jStep = src.jStep;
+    for (int y = 0; y < height; ++y) {
+        for (int k = 0; k < count; ++k) {
+            const T* from = src.at(y - plan.anchorY + k / plan.nCols, k % plan.nCols - plan.anchorX);
+            T* to = entry(k);
+            for (int j = 0; j < n; ++j)
+                to[j] = from[j * jStep];
+        }
+        for (int e = 0; e < used; ++e) {
+            T* a = entry(pairs[e][0]);
+            T* b = entry(pairs[e][1]);
+            for (int j = 0; j < n; ++j) {
+                const T low = std::min(a[j], b[j]);
+                b[j] = std::max(a[j], b[j]);
+                a[j] = low;
+            }
+        }
+        emit(y, entry(count / 2));
+    }
+    return true;
+}
+
 // Median: the sample of rank n / 2 + 1 from the smallest of each window.
 template <class T, class Emit>
-bool medianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+bool selectMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height,
+                      Emit emit)
 {
     const int count = plan.nCols * plan.nRows;
     OwnBuffer<T> window(static_cast<std::size_t>(count));
@@ -225,8 +291,10 @@ bool medianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int heig
 template <class T, class Emit>
 bool rankRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
 {
+    if (plan.type == kMedian && plan.nCols * plan.nRows <= kNetworkLimit)
+        return networkMedianRows(plan, src, n, height, emit);
     if (plan.type == kMedian)
-        return medianRows(plan, src, n, height, emit);
+        return selectMedianRows(plan, src, n, height, emit);
     return extremeRows(plan, src, n, height, emit);
 }
 
