@@ -575,6 +575,22 @@ ZAN_API void zanMinFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCol
 ZAN_API void zanMedianFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
                              int anchorX, int anchorY);
 
+/* Built-in 3 by 3 and 5 by 5 kernels, chosen by number. */
+#define ZAN_FILTER_PREWITT_V_3X3 0
+#define ZAN_FILTER_PREWITT_H_3X3 1
+#define ZAN_FILTER_SOBEL_V_3X3   2
+#define ZAN_FILTER_SOBEL_H_3X3   3
+#define ZAN_FILTER_LAPLACIAN_3X3 4
+#define ZAN_FILTER_LAPLACIAN_5X5 5
+#define ZAN_FILTER_GAUSSIAN_3X3  6
+#define ZAN_FILTER_GAUSSIAN_5X5  7
+#define ZAN_FILTER_HIPASS_3X3    8
+#define ZAN_FILTER_HIPASS_5X5    9
+#define ZAN_FILTER_SHARPEN_3X3   10
+
+/* Returns 0 on success, else a negative status. */
+ZAN_API int zanFixedFilter(const ZanImage* srcImage, ZanImage* dstImage, int filter);
+
 /* ------------------------------------------------------------------------ */
 /* Measurement                                                              */
 /* ------------------------------------------------------------------------ */

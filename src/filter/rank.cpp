@@ -1,28 +1,14 @@
 // zanMaxFilter, zanMinFilter and zanMedianFilter: the checks, the channels,
 // the common region and the masks, then the neighbourhood walk with a row
 // engine that ranks the samples of each window.
-#include "../core/own_bits.h"
 #include "../core/own_memory.h"
-#include "own_filter.h"
+#include "own_rank.h"
 
 #include <algorithm>
 
 namespace {
 
 constexpr const char* kSource = "zannlf";
-
-enum RankType { kMax = 0, kMin = 1, kMedian = 2 };
-
-struct RankPlan {
-    RankType type;
-    int nCols;
-    int nRows;
-    int anchorX;
-    int anchorY;
-    uint32_t depth;
-    OwnMargins margins;
-    OwnLanes lanes;
-};
 
 int coiOf(const ZanImage* image) { return image->roi ? image->roi->coi : 0; }
 
@@ -84,28 +70,6 @@ bool checkCall(const OwnSite& site, const ZanImage* src, const ZanImage* dst, in
     return checkImages(site, src, dst) && checkChannels(site, src, dst);
 }
 
-// The channels of the call: every colour channel on its own when alpha is
-// present and dst singles none out; src's first channel when only dst has
-// a COI; else the images' COIs, all channels together when there are none.
-OwnLanes planLanes(const ZanImage* src, const ZanImage* dst)
-{
-    OwnLanes lanes{};
-    const int srcCoi = coiOf(src);
-    const int dstCoi = coiOf(dst);
-    lanes.planes = src->dataOrder == ZAN_DATA_ORDER_PLANE;
-    lanes.srcPixelStep = lanes.planes ? 1 : src->nChannels;
-    lanes.dstPixelStep = lanes.planes ? 1 : dst->nChannels;
-    if (dstCoi == 0 && (src->alphaChannel > 0 || dst->alphaChannel > 0)) {
-        lanes.count = src->nChannels - 1;
-        return lanes;
-    }
-    lanes.srcFirst = srcCoi ? srcCoi - 1 : 0;
-    lanes.dstFirst = dstCoi ? dstCoi - 1 : 0;
-    lanes.count = (srcCoi || dstCoi) ? 1 : src->nChannels;
-    lanes.interleaved = !lanes.planes && !srcCoi && !dstCoi;
-    return lanes;
-}
-
 ZanImage clampedCopy(const ZanImage* image)
 {
     ZanImage copy = *image;
@@ -147,21 +111,21 @@ private:
 };
 
 template <class T>
-const T& pick(RankType type, const T& a, const T& b)
+const T& pick(OwnNlfType type, const T& a, const T& b)
 {
-    return type == kMax ? std::max(a, b) : std::min(a, b);
+    return type == OWN_NLF_MAX ? std::max(a, b) : std::min(a, b);
 }
 
 // Row stage of Max and Min: the extreme of nCols samples of source row s.
 template <class T>
-void extremeOfRow(const RankPlan& plan, const OwnLaneRows<T>& src, int s, int n, T* out)
+void extremeOfRow(const OwnNlfPlan& plan, const OwnLaneRows<T>& src, int s, int n, T* out)
 {
     const T* first = src.at(s, -plan.anchorX);
     for (int j = 0; j < n; ++j)
         out[j] = first[static_cast<std::ptrdiff_t>(j) * src.jStep];
     for (int i = 1; i < plan.nCols; ++i) {
         const T* next = src.at(s, i - plan.anchorX);
-        if (plan.type == kMax) {
+        if (plan.type == OWN_NLF_MAX) {
             for (int j = 0; j < n; ++j)
                 out[j] = std::max(out[j], next[static_cast<std::ptrdiff_t>(j) * src.jStep]);
         } else {
@@ -174,7 +138,7 @@ void extremeOfRow(const RankPlan& plan, const OwnLaneRows<T>& src, int s, int n,
 // Max and Min in two stages: row extremes in a ring, then their column
 // extremes. Calls emit(y, values) for each output row.
 template <class T, class Emit>
-bool extremeRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+bool extremeRows(const OwnNlfPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
 {
     RowRing<T> ring(plan.nRows, n);
     OwnBuffer<T> result(static_cast<std::size_t>(n));
@@ -230,7 +194,7 @@ int mergeExchangePairs(int count, int (*pairs)[2])
 // Median by a sorting network: the window's samples are copied into one row
 // per window entry, and each compare-exchange orders two rows at once.
 template <class T, class Emit>
-bool networkMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height,
+bool networOWN_NLF_MEDIANRows(const OwnNlfPlan& plan, const OwnLaneRows<T>& src, int n, int height,
                        Emit emit)
 {
     const int count = plan.nCols * plan.nRows;
@@ -264,7 +228,7 @@ bool networkMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, i
 
 // Median: the sample of rank n / 2 + 1 from the smallest of each window.
 template <class T, class Emit>
-bool selectMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height,
+bool selectMedianRows(const OwnNlfPlan& plan, const OwnLaneRows<T>& src, int n, int height,
                       Emit emit)
 {
     const int count = plan.nCols * plan.nRows;
@@ -289,22 +253,17 @@ bool selectMedianRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, in
 }
 
 template <class T, class Emit>
-bool rankRows(const RankPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
+bool rankRows(const OwnNlfPlan& plan, const OwnLaneRows<T>& src, int n, int height, Emit emit)
 {
-    if (plan.type == kMedian && plan.nCols * plan.nRows <= kNetworkLimit)
-        return networkMedianRows(plan, src, n, height, emit);
-    if (plan.type == kMedian)
+    if (plan.type == OWN_NLF_MEDIAN && plan.nCols * plan.nRows <= kNetworkLimit)
+        return networOWN_NLF_MEDIANRows(plan, src, n, height, emit);
+    if (plan.type == OWN_NLF_MEDIAN)
         return selectMedianRows(plan, src, n, height, emit);
     return extremeRows(plan, src, n, height, emit);
 }
 
-bool maskAllows(const OwnNbhdPiece& piece, int y, int x)
-{
-    return !piece.mask || ownGetBit(piece.mask->row(y), piece.mask->x0 + x);
-}
-
 template <class T>
-bool rankSamples(const RankPlan& plan, const OwnNbhdPiece& piece)
+bool rankSamples(const OwnNlfPlan& plan, const OwnNbhdPiece& piece)
 {
     for (int i = 0; i < plan.lanes.laneCount(); ++i) {
         const OwnLane lane = plan.lanes.lane(i);
@@ -314,7 +273,7 @@ bool rankSamples(const RankPlan& plan, const OwnNbhdPiece& piece)
         const bool done = rankRows(plan, src, n, piece.height, [&](int y, const T* values) {
             T* row = out.row(y);
             for (int j = 0; j < n; ++j)
-                if (maskAllows(piece, y, j / lane.group))
+                if (ownMaskAllows(piece, y, j / lane.group))
                     row[static_cast<std::ptrdiff_t>(j) * out.jStep] = values[j];
         });
         if (!done)
@@ -325,7 +284,7 @@ bool rankSamples(const RankPlan& plan, const OwnNbhdPiece& piece)
 
 // 1-bit images rank bytes of 0 and 1: the largest is OR, the smallest AND,
 // the median a count of set bits.
-bool rankBits(const RankPlan& plan, const OwnNbhdPiece& piece)
+bool rankBits(const OwnNlfPlan& plan, const OwnNbhdPiece& piece)
 {
     OwnExpandedBits bits;
     if (!ownExpandBits(piece, plan.margins, &bits))
@@ -333,13 +292,15 @@ bool rankBits(const RankPlan& plan, const OwnNbhdPiece& piece)
     return rankRows(plan, bits.rows, piece.width, piece.height, [&](int y, const uint8_t* values) {
         auto* row = reinterpret_cast<uint8_t*>(piece.dst.row(y));
         for (int x = 0; x < piece.width; ++x)
-            if (maskAllows(piece, y, x))
+            if (ownMaskAllows(piece, y, x))
                 ownSetBit(row, piece.dst.x0 + x, values[x] != 0);
     });
 }
 
-bool rankPiece(const RankPlan& plan, const OwnNbhdPiece& piece)
+bool rankPiece(const OwnNlfPlan& plan, const OwnNbhdPiece& piece)
 {
+    if (plan.type == OWN_NLF_FIXED)
+        return ownFixedPiece(plan, piece);
     if (plan.depth == ZAN_DEPTH_1U)
         return rankBits(plan, piece);
     bool done = true;
@@ -351,13 +312,39 @@ bool rankPiece(const RankPlan& plan, const OwnNbhdPiece& piece)
 }
 
 void rankFilter(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, int nCols,
-                int nRows, int anchorX, int anchorY, RankType type)
+                int nRows, int anchorX, int anchorY, OwnNlfType type)
 {
     if (!checkCall(site, srcImage, dstImage, nCols, nRows, anchorX, anchorY))
         return;
-    RankPlan plan{type, nCols, nRows, anchorX, anchorY, srcImage->depth,
-                  OwnMargins{anchorX, anchorY, nCols - anchorX - 1, nRows - anchorY - 1},
-                  planLanes(srcImage, dstImage)};
+    const OwnNlfPlan plan{type, nCols, nRows, anchorX, anchorY, 0, srcImage->depth,
+                          OwnMargins{anchorX, anchorY, nCols - anchorX - 1, nRows - anchorY - 1},
+                          ownNlfLanes(srcImage, dstImage)};
+    ownNlfDriver(srcImage, dstImage, plan);
+}
+
+} // namespace
+
+OwnLanes ownNlfLanes(const ZanImage* src, const ZanImage* dst)
+{
+    OwnLanes lanes{};
+    const int srcCoi = coiOf(src);
+    const int dstCoi = coiOf(dst);
+    lanes.planes = src->dataOrder == ZAN_DATA_ORDER_PLANE;
+    lanes.srcPixelStep = lanes.planes ? 1 : src->nChannels;
+    lanes.dstPixelStep = lanes.planes ? 1 : dst->nChannels;
+    if (dstCoi == 0 && (src->alphaChannel > 0 || dst->alphaChannel > 0)) {
+        lanes.count = src->nChannels - 1;
+        return lanes;
+    }
+    lanes.srcFirst = srcCoi ? srcCoi - 1 : 0;
+    lanes.dstFirst = dstCoi ? dstCoi - 1 : 0;
+    lanes.count = (srcCoi || dstCoi) ? 1 : src->nChannels;
+    lanes.interleaved = !lanes.planes && !srcCoi && !dstCoi;
+    return lanes;
+}
+
+void ownNlfDriver(const ZanImage* srcImage, ZanImage* dstImage, const OwnNlfPlan& plan)
+{
     if (plan.lanes.count <= 0)
         return;
     const ZanImage src = clampedCopy(srcImage);
@@ -379,29 +366,27 @@ void rankFilter(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImag
     ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return rankPiece(plan, piece); });
 }
 
-} // namespace
-
 extern "C" {
 
 ZAN_API void zanMaxFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
                           int anchorX, int anchorY)
 {
     rankFilter(OwnSite{"zanMaxFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
-               anchorY, kMax);
+               anchorY, OWN_NLF_MAX);
 }
 
 ZAN_API void zanMinFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
                           int anchorX, int anchorY)
 {
     rankFilter(OwnSite{"zanMinFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
-               anchorY, kMin);
+               anchorY, OWN_NLF_MIN);
 }
 
 ZAN_API void zanMedianFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
                              int anchorX, int anchorY)
 {
     rankFilter(OwnSite{"zanMedianFilter", kSource}, srcImage, dstImage, nCols, nRows, anchorX,
-               anchorY, kMedian);
+               anchorY, OWN_NLF_MEDIAN);
 }
 
 } // extern "C"
