@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 
 namespace {
@@ -126,9 +127,14 @@ Channels channelsOf(const ZanImage* src, const ZanImage* dst)
     return {src->nChannels - (src->alphaChannel ? 1 : 0), 0, 0};
 }
 
-void runTrial(const Trial& t, std::mt19937& rng)
+// The value a filter gives at a source pixel of a channel.
+using Reference = std::function<double(const ZanImage* src, int x, int y, int channel)>;
+using Call = std::function<void(const ZanImage* src, ZanImage* dst)>;
+
+// Filters random images, plain or tiled, with random regions and masks, and
+// compares every sample of the destination with the reference.
+void checkAgainst(const Trial& t, std::mt19937& rng, const Reference& reference, const Call& call)
 {
-    SCOPED_TRACE(t.describe());
     zt::Participant src = fz::makeParticipant(t.shape, t.srcTiled, rng);
     zt::Shape dstShape = t.shape;
     dstShape.width = 1 + static_cast<int>(rng() % 30);
@@ -142,25 +148,37 @@ void runTrial(const Trial& t, std::mt19937& rng)
     zt::Image expected(zanCloneImage(dst.content()));
     const Region sr(src.header()), dr(dst.header());
     const Channels ch = channelsOf(src.header(), dst.header());
-    const Window& w = t.window;
     for (int j = 0; j < std::min(sr.rect.height, dr.rect.height); ++j)
         for (int i = 0; i < std::min(sr.rect.width, dr.rect.width); ++i) {
             if (!sr.admits(i, j) || !dr.admits(i, j))
                 continue;
             for (int c = 0; c < ch.count; ++c)
                 zt::setSampleAt(expected.get(), dr.rect.x + i, dr.rect.y + j, ch.dstFirst + c,
-                                rankOf(src.content(), sr.rect.x + i, sr.rect.y + j,
-                                       ch.srcFirst + c, w, t.kind->rank(w.nCols * w.nRows)));
+                                reference(src.content(), sr.rect.x + i, sr.rect.y + j,
+                                          ch.srcFirst + c));
         }
 
     zt::RecordingReporter reporter;
-    t.kind->run(src.header(), dst.header(), w.nCols, w.nRows, w.anchorX, w.anchorY);
+    call(src.header(), dst.header());
     ASSERT_TRUE(reporter.reports().empty()) << ::testing::PrintToString(reporter.summary());
     if (dst.tiled)
         dst.tiled->store();
     EXPECT_EQ(fz::firstDifference(dst.content(), expected.get()), "");
     EXPECT_EQ(fz::tileMisuse(src), "");
     EXPECT_EQ(fz::tileMisuse(dst), "");
+}
+
+void runTrial(const Trial& t, std::mt19937& rng)
+{
+    SCOPED_TRACE(t.describe());
+    const Window& w = t.window;
+    const int rank = t.kind->rank(w.nCols * w.nRows);
+    checkAgainst(
+        t, rng,
+        [&](const ZanImage* src, int x, int y, int c) { return rankOf(src, x, y, c, w, rank); },
+        [&](const ZanImage* src, ZanImage* dst) {
+            t.kind->run(src, dst, w.nCols, w.nRows, w.anchorX, w.anchorY);
+        });
 }
 
 class RankDepth : public ::testing::TestWithParam<uint32_t> {};
@@ -304,6 +322,176 @@ TEST(RankFilters, RefuseWithExactStatusesAndTexts)
             EXPECT_EQ(last.source, "zannlf");
             EXPECT_EQ(last.function, kind.name);
         }
+}
+
+// The fixed filters' tables: size, weights row by row, and the rule that
+// turns the weighted sum R into a sample.
+struct FixedTable {
+    int size;
+    std::vector<int> weights;
+    char rule; // 's' saturate, 'g' Gaussian 3, 'G' Gaussian 5, 'h' sharpen
+};
+
+std::vector<int> hipass5()
+{
+    std::vector<int> w(25, -1);
+    w[12] = 24;
+    return w;
+}
+
+const FixedTable kFixed[] = {
+    {3, {1, 0, -1, 1, 0, -1, 1, 0, -1}, 's'},
+    {3, {-1, -1, -1, 0, 0, 0, 1, 1, 1}, 's'},
+    {3, {1, 0, -1, 2, 0, -2, 1, 0, -1}, 's'},
+    {3, {-1, -2, -1, 0, 0, 0, 1, 2, 1}, 's'},
+    {3, {-1, -1, -1, -1, 8, -1, -1, -1, -1}, 's'},
+    {5, {-1, -3, -4, -3, -1, -3, 0, 6, 0, -3, -4, 6, 20, 6, -4, -3, 0, 6, 0, -3, -1, -3, -4, -3, -1},
+     's'},
+    {3, {1, 2, 1, 2, 4, 2, 1, 2, 1}, 'g'},
+    {5, {2, 7, 12, 7, 2, 7, 31, 52, 31, 7, 12, 52, 127, 52, 12, 7, 31, 52, 31, 7, 2, 7, 12, 7, 2},
+     'G'},
+    {3, {-1, -1, -1, -1, 8, -1, -1, -1, -1}, 's'},
+    {5, hipass5(), 's'},
+    {3, {-1, -1, -1, -1, 16, -1, -1, -1, -1}, 'h'},
+};
+
+double fixedReference(const FixedTable& f, const ZanImage* src, int x, int y, int channel)
+{
+    const int a = f.size / 2;
+    double r = 0;
+    float gaussianFloat = 0;
+    for (int j = 0; j < f.size; ++j)
+        for (int i = 0; i < f.size; ++i) {
+            const double s = cref::borderSample(src, x + i - a, y + j - a, channel);
+            const int w = f.weights[static_cast<std::size_t>(j * f.size + i)];
+            r += w * s;
+            gaussianFloat += static_cast<float>(s) * (static_cast<float>(w) / 571.0f);
+        }
+    const uint32_t depth = src->depth;
+    if (depth == ZAN_DEPTH_1U) {
+        const double threshold = f.rule == 'g' ? 7 : f.rule == 'G' ? 285 : 0;
+        return r > threshold ? 1 : 0;
+    }
+    double v = r;
+    if (f.rule == 'g')
+        v = std::nearbyint(r / 16);
+    else if (f.rule == 'h')
+        v = std::nearbyint(r / 8);
+    else if (f.rule == 'G')
+        v = depth == ZAN_DEPTH_32S ? std::nearbyint(gaussianFloat) : std::floor((2 * r + 571) / 1142);
+    const double low = depth == ZAN_DEPTH_32S ? -2147483648.0 : cref::lowest(depth);
+    const double high = depth == ZAN_DEPTH_32S ? 2147483647.0 : cref::highest(depth);
+    return std::clamp(v, low, high);
+}
+
+class FixedDepth : public ::testing::TestWithParam<uint32_t> {};
+
+TEST_P(FixedDepth, MatchesWeightedSumsOnRandomImages)
+{
+    std::mt19937 rng(777 + GetParam());
+    for (int trial = 0; trial < 200 && !HasFailure(); ++trial) {
+        Trial t = randomTrial(GetParam(), rng);
+        const int filter = static_cast<int>(rng() % 11);
+        if (filter == ZAN_FILTER_SHARPEN_3X3 && GetParam() == ZAN_DEPTH_1U)
+            continue;
+        SCOPED_TRACE("filter " + std::to_string(filter) + " " + t.describe());
+        checkAgainst(
+            t, rng,
+            [&](const ZanImage* src, int x, int y, int c) {
+                return fixedReference(kFixed[filter], src, x, y, c);
+            },
+            [&](const ZanImage* src, ZanImage* dst) {
+                EXPECT_EQ(zanFixedFilter(src, dst, filter), 0);
+            });
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(IntegerDepths, FixedDepth, ::testing::ValuesIn(kRankDepths),
+                         [](const auto& info) { return std::string(zt::depthName(info.param)); });
+
+struct FixedCase {
+    const char* name;
+    uint32_t depth;
+    int filter;
+    std::vector<int> samples; // 3 by 3 or 5 by 5, the centre is computed
+    int want;
+};
+
+TEST(FixedFilter, RoundsAndSaturatesByTheTable)
+{
+    const std::vector<int> eightAtCentre = {0, 0, 0, 0, 2, 0, 0, 0, 0};  // R = 8
+    const std::vector<int> twentyFour = {0, 0, 0, 0, 6, 0, 0, 0, 0};     // R = 24
+    const std::vector<int> ramp = {0, 0, 200, 0, 0, 200, 0, 0, 200};
+    const FixedCase table[] = {
+        {"Gaussian R=8 ties to 0", ZAN_DEPTH_8U, ZAN_FILTER_GAUSSIAN_3X3, eightAtCentre, 0},
+        {"Gaussian R=24 ties to 2", ZAN_DEPTH_8U, ZAN_FILTER_GAUSSIAN_3X3, twentyFour, 2},
+        {"Gaussian 1U R=8 sets", ZAN_DEPTH_1U, ZAN_FILTER_GAUSSIAN_3X3, {0, 0, 0, 1, 1, 1, 1, 0, 0}, 1},
+        {"Sobel 8S negative", ZAN_DEPTH_8S, ZAN_FILTER_SOBEL_V_3X3, {0, 0, 20, 0, 0, 20, 0, 0, 20},
+         -80},
+        {"Sobel 8U saturates at 0", ZAN_DEPTH_8U, ZAN_FILTER_SOBEL_V_3X3, ramp, 0},
+        {"16U saturates at 65535", ZAN_DEPTH_16U, ZAN_FILTER_LAPLACIAN_3X3,
+         {0, 0, 0, 0, 60000, 0, 0, 0, 0}, 65535},
+        {"Gaussian 5x5 constant", ZAN_DEPTH_8U, ZAN_FILTER_GAUSSIAN_5X5, std::vector<int>(25, 77),
+         77},
+    };
+    for (const FixedCase& c : table) {
+        SCOPED_TRACE(c.name);
+        const int side = c.samples.size() == 25 ? 5 : 3;
+        zt::Image src = imageOf(c.depth, side, side, c.samples);
+        zt::Image dst = imageOf(c.depth, side, side, std::vector<int>(c.samples.size(), 1));
+        EXPECT_EQ(zanFixedFilter(src.get(), dst.get(), c.filter), 0);
+        EXPECT_EQ(zt::sampleAt(dst.get(), side / 2, side / 2, 0), c.want);
+    }
+}
+
+TEST(FixedFilter, LaplacianAndHipassAgree)
+{
+    std::mt19937 rng(11);
+    zt::Shape shape;
+    shape.width = 17;
+    shape.height = 9;
+    zt::Image src = zt::makeRandomImage(shape, rng);
+    zt::Image a = zt::makeImage(shape), b = zt::makeImage(shape, 3);
+    EXPECT_EQ(zanFixedFilter(src.get(), a.get(), ZAN_FILTER_LAPLACIAN_3X3), 0);
+    EXPECT_EQ(zanFixedFilter(src.get(), b.get(), ZAN_FILTER_HIPASS_3X3), 0);
+    EXPECT_EQ(fz::firstDifference(a.get(), b.get()), "");
+}
+
+TEST(FixedFilter, RefusesWithStatusesReturnsAndTexts)
+{
+    zt::Shape s8;
+    zt::Image a = zt::makeImage(s8), b = zt::makeImage(s8);
+    zt::Shape s16 = s8;
+    s16.depth = ZAN_DEPTH_16U;
+    zt::Image w = zt::makeImage(s16);
+    zt::Shape s3 = s8;
+    s3.channels = 3;
+    zt::Image c3 = zt::makeImage(s3);
+    struct Row {
+        const char* name;
+        std::function<int()> call;
+        int result;
+        const char* context;
+    };
+    const Row table[] = {
+        {"filter 11", [&] { return zanFixedFilter(a.get(), b.get(), 11); },
+         ZAN_STATUS_BAD_ARGUMENT, "Unknow filter."},
+        {"same image", [&] { return zanFixedFilter(a.get(), a.get(), 0); },
+         ZAN_STATUS_BAD_ARGUMENT, "(srcImage==dstImage)"},
+        {"depth", [&] { return zanFixedFilter(a.get(), w.get(), 0); }, -17,
+         "srcImage->depth!=dstImage->depth"},
+        {"channels", [&] { return zanFixedFilter(a.get(), c3.get(), 0); }, -15,
+         "srcImage->nChannels!=dstImage->nChannels"},
+    };
+    for (const Row& r : table) {
+        SCOPED_TRACE(r.name);
+        zt::RecordingReporter reporter;
+        EXPECT_EQ(r.call(), r.result);
+        ASSERT_FALSE(reporter.reports().empty());
+        EXPECT_EQ(reporter.reports().back().status, ZAN_STATUS_BAD_ARGUMENT);
+        EXPECT_EQ(reporter.reports().back().context, r.context);
+        EXPECT_EQ(reporter.reports().back().function, "zanFixedFilter");
+    }
 }
 
 } // namespace
