@@ -84,30 +84,6 @@ bool checkImages(const OwnSite& site, const ZanImage* src, const ZanImage* dst, 
     return true;
 }
 
-// A private copy of a header whose border constants lie in the depth's range.
-ZanImage clampedCopy(const ZanImage* image)
-{
-    ZanImage copy = *image;
-    for (int& value : copy.borderConst)
-        value = ownClampToDepth(image->depth, value);
-    return copy;
-}
-
-// The region of an image: its ROI clipped to the image, narrowed by the
-// size of its mask's region.
-OwnRect regionOf(const ZanImage* image)
-{
-    OwnRect rect;
-    ownRegionRect(image, &rect);
-    if (image->maskROI) {
-        OwnRect mask;
-        ownRegionRect(image->maskROI, &mask);
-        rect.width = std::min(rect.width, mask.width);
-        rect.height = std::min(rect.height, mask.height);
-    }
-    return rect;
-}
-
 int coiOf(const ZanImage* image) { return image->roi ? image->roi->coi : 0; }
 
 // The channels both images process; false after a report.
@@ -198,9 +174,9 @@ void convolve(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage,
         !checkImages(site, srcImage, dstImage, floatKernels))
         return;
 
-    const ZanImage src = clampedCopy(srcImage);
-    const OwnRect srcRect = regionOf(&src);
-    const OwnRect dstRect = regionOf(dstImage);
+    const ZanImage src = ownClampedBorders(srcImage);
+    const OwnRect srcRect = ownMaskedRegion(&src);
+    const OwnRect dstRect = ownMaskedRegion(dstImage);
     const int width = std::min(srcRect.width, dstRect.width);
     const int height = std::min(srcRect.height, dstRect.height);
     if (width <= 0 || height <= 0)

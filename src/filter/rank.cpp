@@ -70,28 +70,6 @@ bool checkCall(const OwnSite& site, const ZanImage* src, const ZanImage* dst, in
     return checkImages(site, src, dst) && checkChannels(site, src, dst);
 }
 
-ZanImage clampedCopy(const ZanImage* image)
-{
-    ZanImage copy = *image;
-    for (int& value : copy.borderConst)
-        value = ownClampToDepth(image->depth, value);
-    return copy;
-}
-
-// An image's ROI clipped to it, narrowed by its mask's clipped ROI.
-OwnRect regionWithMask(const ZanImage* image)
-{
-    OwnRect rect;
-    ownRegionRect(image, &rect);
-    if (image->maskROI) {
-        OwnRect mask;
-        ownRegionRect(image->maskROI, &mask);
-        rect.width = std::min(rect.width, mask.width);
-        rect.height = std::min(rect.height, mask.height);
-    }
-    return rect;
-}
-
 // The rows of a window in a ring: the row of source row s is slot
 // (s + anchorY) mod nRows, s never below -anchorY.
 template <class T>
@@ -347,9 +325,9 @@ void ownNlfDriver(const ZanImage* srcImage, ZanImage* dstImage, const OwnNlfPlan
 {
     if (plan.lanes.count <= 0)
         return;
-    const ZanImage src = clampedCopy(srcImage);
-    const OwnRect srcRect = regionWithMask(&src);
-    const OwnRect dstRect = regionWithMask(dstImage);
+    const ZanImage src = ownClampedBorders(srcImage);
+    const OwnRect srcRect = ownMaskedRegion(&src);
+    const OwnRect dstRect = ownMaskedRegion(dstImage);
     const int width = std::min(srcRect.width, dstRect.width);
     const int height = std::min(srcRect.height, dstRect.height);
     if (width <= 0 || height <= 0)
