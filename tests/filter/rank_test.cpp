@@ -431,6 +431,11 @@ TEST(FixedFilter, RoundsAndSaturatesByTheTable)
         {"Sobel 8U saturates at 0", ZAN_DEPTH_8U, ZAN_FILTER_SOBEL_V_3X3, ramp, 0},
         {"16U saturates at 65535", ZAN_DEPTH_16U, ZAN_FILTER_LAPLACIAN_3X3,
          {0, 0, 0, 0, 60000, 0, 0, 0, 0}, 65535},
+        {"32F sharpen", ZAN_DEPTH_32F, ZAN_FILTER_SHARPEN_3X3, eightAtCentre, 4},
+        {"32F Sobel negative", ZAN_DEPTH_32F, ZAN_FILTER_SOBEL_V_3X3,
+         {0, 0, 20, 0, 0, 20, 0, 0, 20}, -80},
+        {"32S sharpen ties to even", ZAN_DEPTH_32S, ZAN_FILTER_SHARPEN_3X3,
+         {0, 0, 0, 0, 0, 0, 0, 0, 4}, 0},
         {"Gaussian 5x5 constant", ZAN_DEPTH_8U, ZAN_FILTER_GAUSSIAN_5X5, std::vector<int>(25, 77),
          77},
     };
