@@ -566,6 +566,31 @@ ZAN_API void zanConvolveSep2D(const ZanImage* srcImage, ZanImage* dstImage,
 ZAN_API void zanConvolveSep2DFP(const ZanImage* srcImage, ZanImage* dstImage,
                                 ZanConvKernelFP xKernel, ZanConvKernelFP yKernel);
 
+/* The largest, smallest and median sample of an nCols by nRows window whose
+ * anchor lies on the pixel; the median is the sample of rank n / 2 + 1. */
+ZAN_API void zanMaxFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZAN_API void zanMinFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                          int anchorX, int anchorY);
+ZAN_API void zanMedianFilter(const ZanImage* srcImage, ZanImage* dstImage, int nCols, int nRows,
+                             int anchorX, int anchorY);
+
+/* Built-in 3 by 3 and 5 by 5 kernels, chosen by number. */
+#define ZAN_FILTER_PREWITT_V_3X3 0
+#define ZAN_FILTER_PREWITT_H_3X3 1
+#define ZAN_FILTER_SOBEL_V_3X3   2
+#define ZAN_FILTER_SOBEL_H_3X3   3
+#define ZAN_FILTER_LAPLACIAN_3X3 4
+#define ZAN_FILTER_LAPLACIAN_5X5 5
+#define ZAN_FILTER_GAUSSIAN_3X3  6
+#define ZAN_FILTER_GAUSSIAN_5X5  7
+#define ZAN_FILTER_HIPASS_3X3    8
+#define ZAN_FILTER_HIPASS_5X5    9
+#define ZAN_FILTER_SHARPEN_3X3   10
+
+/* Returns 0 on success, else a negative status. */
+ZAN_API int zanFixedFilter(const ZanImage* srcImage, ZanImage* dstImage, int filter);
+
 /* Morphology with a square of side 2 * nIterations + 1 (1U, 8U, 16U);
  * samples beyond the region repeat its one-pixel ring. */
 ZAN_API void zanErode(const ZanImage* srcImage, ZanImage* dstImage, int nIterations);

@@ -3,7 +3,6 @@
 // with the convolution row engine.
 #include "../core/own_memory.h"
 #include "own_convolve.h"
-#include "own_window.h"
 
 #include <algorithm>
 

@@ -234,3 +234,24 @@ bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpa
                                      columns, 1, 1};
     return true;
 }
+
+ZanImage ownClampedBorders(const ZanImage* image)
+{
+    ZanImage copy = *image;
+    for (int& value : copy.borderConst)
+        value = ownClampToDepth(image->depth, value);
+    return copy;
+}
+
+OwnRect ownMaskedRegion(const ZanImage* image)
+{
+    OwnRect rect;
+    ownRegionRect(image, &rect);
+    if (image->maskROI) {
+        OwnRect mask;
+        ownRegionRect(image->maskROI, &mask);
+        rect.width = std::min(rect.width, mask.width);
+        rect.height = std::min(rect.height, mask.height);
+    }
+    return rect;
+}

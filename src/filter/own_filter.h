@@ -201,3 +201,11 @@ struct OwnExpandedBits {
 
 // False when memory ran out.
 bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpandedBits* out);
+
+// A private copy of a source header whose border constants lie in the
+// depth's range.
+ZanImage ownClampedBorders(const ZanImage* image);
+
+// The region of an image: its ROI clipped to the image, narrowed by the
+// size of its mask's region.
+OwnRect ownMaskedRegion(const ZanImage* image);

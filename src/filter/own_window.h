@@ -1,7 +1,6 @@
-// Private pieces shared by the window filters (morphology and blur; the
-// region and border helpers by convolution too): the region of an image
-// with its mask, the channel lanes, and the reading and writing of one lane
-// of a neighbourhood piece, 1-bit images included.
+// Private pieces shared by the window filters (morphology and blur): the
+// channel lanes, and the reading and writing of one lane of a neighbourhood
+// piece, 1-bit images included.
 #pragma once
 
 #include "../core/own_bits.h"
@@ -10,13 +9,6 @@
 
 #include <algorithm>
 #include <utility>
-
-// The region of an image: its ROI clipped to the image, narrowed to the
-// size of its mask's region.
-OwnRect ownMaskedRegion(const ZanImage* image);
-
-// A private copy of a header whose border constants lie in the depth's range.
-ZanImage ownClampedBorders(const ZanImage* image);
 
 // Channels processed by an image: 1 with a coi, else all but alpha.
 int ownProcessedChannels(const ZanImage* image);

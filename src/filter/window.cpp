@@ -1,28 +1,7 @@
-// Region and channel helpers of the window filters.
+// Channel helpers of the window filters.
 #include "own_window.h"
 
 #include <algorithm>
-
-OwnRect ownMaskedRegion(const ZanImage* image)
-{
-    OwnRect rect;
-    ownRegionRect(image, &rect);
-    if (image->maskROI) {
-        OwnRect mask;
-        ownRegionRect(image->maskROI, &mask);
-        rect.width = std::min(rect.width, mask.width);
-        rect.height = std::min(rect.height, mask.height);
-    }
-    return rect;
-}
-
-ZanImage ownClampedBorders(const ZanImage* image)
-{
-    ZanImage copy = *image;
-    for (int& value : copy.borderConst)
-        value = ownClampToDepth(image->depth, value);
-    return copy;
-}
 
 int ownProcessedChannels(const ZanImage* image)
 {
