@@ -239,21 +239,15 @@ void blur(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, int
         zanCopy(srcImage, dstImage);
         return;
     }
-    const ZanImage src = ownClampedBorders(srcImage);
-    const OwnRect srcRect = ownMaskedRegion(&src);
-    const OwnRect dstRect = ownMaskedRegion(dstImage);
-    const int width = std::min(srcRect.width, dstRect.width);
-    const int height = std::min(srcRect.height, dstRect.height);
-    int maskState = OWN_MASK_KEPT;
-    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
-    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
-                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    OwnNbhdArea area(srcImage, dstImage);
+    const int maskState = area.mergeMasks();
     if (maskState == OWN_MASK_NO_MEMORY) {
         OWN_REPORT(site, ZAN_STATUS_NO_MEMORY, "Allocation failure");
         return;
     }
-    if (maskState == OWN_MASK_DISJOINT || width <= 0 || height <= 0)
+    if (maskState == OWN_MASK_DISJOINT || area.empty())
         return;
+    const ZanImage& src = *area.src();
     const BlurPlan plan{nCols,
                         nRows,
                         anchorX,
@@ -262,10 +256,7 @@ void blur(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, int
                         src.depth,
                         ownWindowLanes(&src, dstImage),
                         OwnMargins{anchorX, anchorY, nCols - 1 - anchorX, nRows - 1 - anchorY}};
-    const OwnNbhdSetup setup{&src,      dstImage,  srcRect.x, srcRect.y,    dstRect.x,
-                             dstRect.y, width,     height,    mask,         plan.margins,
-                             srcImage == dstImage};
-    if (ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return blurPiece(plan, piece); }) !=
+    if (ownNbhdWalk(area.setup(plan.margins), [&plan](const OwnNbhdPiece& piece) { return blurPiece(plan, piece); }) !=
         OWN_NBHD_DONE)
         OWN_REPORT(site, ZAN_STATUS_NO_MEMORY, "Allocation failure");
 }

@@ -174,22 +174,16 @@ void convolve(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage,
         !checkImages(site, srcImage, dstImage, floatKernels))
         return;
 
-    const ZanImage src = ownClampedBorders(srcImage);
-    const OwnRect srcRect = ownMaskedRegion(&src);
-    const OwnRect dstRect = ownMaskedRegion(dstImage);
-    const int width = std::min(srcRect.width, dstRect.width);
-    const int height = std::min(srcRect.height, dstRect.height);
-    if (width <= 0 || height <= 0)
+    OwnNbhdArea area(srcImage, dstImage);
+    if (area.empty())
         return;
+    const ZanImage& src = *area.src();
 
     OwnConvPlan plan{};
     if (!planChannels(site, &src, dstImage, &plan.lanes))
         return;
 
-    int maskState = OWN_MASK_KEPT;
-    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
-    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
-                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    const int maskState = area.mergeMasks();
     if (maskState == OWN_MASK_DISJOINT)
         return;
     if (maskState == OWN_MASK_NO_MEMORY) {
@@ -199,11 +193,8 @@ void convolve(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage,
 
     planKernels(kernel, nKernels, method, src.depth, &plan);
     markWholeSums(&plan, &src, dstImage, floatKernels);
-    const OwnNbhdSetup setup{&src,         dstImage, srcRect.x,    srcRect.y,
-                             dstRect.x,    dstRect.y, width,       height,
-                             mask,         plan.margins, srcImage == dstImage};
     const OwnNbhdResult result = ownNbhdWalk(
-        setup, [&plan](const OwnNbhdPiece& piece) { return ownConvolvePiece(plan, piece); });
+        area.setup(plan.margins), [&plan](const OwnNbhdPiece& piece) { return ownConvolvePiece(plan, piece); });
     if (result != OWN_NBHD_DONE)
         OWN_REPORT(site, ZAN_STATUS_NO_MEMORY, "Allocation failure");
 }

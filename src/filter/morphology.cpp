@@ -258,21 +258,16 @@ void morph(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, in
     zanSetErrStatus(ZAN_STATUS_OK);
     if (!checkCall(site, srcImage, dstImage, nIterations))
         return;
-    const ZanImage src = ownClampedBorders(srcImage);
-    const OwnRect srcRect = ownMaskedRegion(&src);
-    const OwnRect dstRect = ownMaskedRegion(dstImage);
-    const Region region{std::min(srcRect.width, dstRect.width),
-                        std::min(srcRect.height, dstRect.height)};
-    int maskState = OWN_MASK_KEPT;
-    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
-    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
-                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    OwnNbhdArea area(srcImage, dstImage);
+    const int maskState = area.mergeMasks();
     if (maskState == OWN_MASK_NO_MEMORY) {
         zanSetErrStatus(ZAN_STATUS_NO_MEMORY);
         return;
     }
-    if (maskState == OWN_MASK_DISJOINT || region.width <= 0 || region.height <= 0)
+    if (maskState == OWN_MASK_DISJOINT || area.empty())
         return;
+    const ZanImage& src = *area.src();
+    const Region region{area.width(), area.height()};
     const bool twice = op == Op::Open || op == Op::Close;
     const int margin = twice ? 2 * nIterations : nIterations;
     const Plan plan{op,
@@ -281,10 +276,7 @@ void morph(const OwnSite& site, const ZanImage* srcImage, ZanImage* dstImage, in
                     region,
                     ownWindowLanes(&src, dstImage),
                     OwnMargins{margin, margin, margin, margin}};
-    const OwnNbhdSetup setup{&src,       dstImage,   srcRect.x,    srcRect.y,
-                             dstRect.x,  dstRect.y,  region.width, region.height,
-                             mask,       plan.margins, srcImage == dstImage};
-    if (ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return runPiece(plan, piece); }) !=
+    if (ownNbhdWalk(area.setup(plan.margins), [&plan](const OwnNbhdPiece& piece) { return runPiece(plan, piece); }) !=
         OWN_NBHD_DONE)
         zanSetErrStatus(ZAN_STATUS_NO_MEMORY);
 }

@@ -235,7 +235,9 @@ bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpa
     return true;
 }
 
-ZanImage ownClampedBorders(const ZanImage* image)
+namespace {
+
+ZanImage clampedBorders(const ZanImage* image)
 {
     ZanImage copy = *image;
     for (int& value : copy.borderConst)
@@ -243,7 +245,7 @@ ZanImage ownClampedBorders(const ZanImage* image)
     return copy;
 }
 
-OwnRect ownMaskedRegion(const ZanImage* image)
+OwnRect maskedRegion(const ZanImage* image)
 {
     OwnRect rect;
     ownRegionRect(image, &rect);
@@ -254,4 +256,29 @@ OwnRect ownMaskedRegion(const ZanImage* image)
         rect.height = std::min(rect.height, mask.height);
     }
     return rect;
+}
+
+} // namespace
+
+OwnNbhdArea::OwnNbhdArea(const ZanImage* srcImage, ZanImage* dstImage)
+    : src_(clampedBorders(srcImage)), dst_(dstImage), inPlace_(srcImage == dstImage),
+      srcRect_(maskedRegion(&src_)), dstRect_(maskedRegion(dstImage)),
+      width_(std::min(srcRect_.width, dstRect_.width)),
+      height_(std::min(srcRect_.height, dstRect_.height))
+{
+}
+
+int OwnNbhdArea::mergeMasks()
+{
+    int state = OWN_MASK_KEPT;
+    mask_ = ownMergeMasks(src_.maskROI, dst_->maskROI, nullptr, &state);
+    if (state == OWN_MASK_MERGED)
+        merged_ = OwnImageOwner(const_cast<ZanImage*>(mask_), ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    return state;
+}
+
+OwnNbhdSetup OwnNbhdArea::setup(const OwnMargins& margins) const
+{
+    return OwnNbhdSetup{&src_,       dst_,       srcRect_.x, srcRect_.y, dstRect_.x, dstRect_.y,
+                        width_,      height_,    mask_,      margins,    inPlace_};
 }

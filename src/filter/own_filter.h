@@ -202,10 +202,33 @@ struct OwnExpandedBits {
 // False when memory ran out.
 bool ownExpandBits(const OwnNbhdPiece& piece, const OwnMargins& margins, OwnExpandedBits* out);
 
-// A private copy of a source header whose border constants lie in the
-// depth's range.
-ZanImage ownClampedBorders(const ZanImage* image);
+// The area a neighbourhood filter works on: a private copy of the source
+// header whose border constants lie in the depth's range, both regions
+// narrowed by the size of their masks' regions, their common size, and the
+// merged mask once mergeMasks() has made it (freed with the area).
+class OwnNbhdArea {
+public:
+    OwnNbhdArea(const ZanImage* srcImage, ZanImage* dstImage);
 
-// The region of an image: its ROI clipped to the image, narrowed by the
-// size of its mask's region.
-OwnRect ownMaskedRegion(const ZanImage* image);
+    const ZanImage* src() const { return &src_; }
+    int width() const { return width_; }
+    int height() const { return height_; }
+    bool empty() const { return width_ <= 0 || height_ <= 0; }
+
+    // Merges the two images' masks; returns the OWN_MASK_* state.
+    int mergeMasks();
+
+    // The walk's setup over this area, with the merged mask.
+    OwnNbhdSetup setup(const OwnMargins& margins) const;
+
+private:
+    ZanImage src_;
+    ZanImage* dst_;
+    bool inPlace_;
+    OwnRect srcRect_;
+    OwnRect dstRect_;
+    int width_;
+    int height_;
+    const ZanImage* mask_ = nullptr;
+    OwnImageOwner merged_;
+};

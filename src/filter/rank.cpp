@@ -325,23 +325,13 @@ void ownNlfDriver(const ZanImage* srcImage, ZanImage* dstImage, const OwnNlfPlan
 {
     if (plan.lanes.count <= 0)
         return;
-    const ZanImage src = ownClampedBorders(srcImage);
-    const OwnRect srcRect = ownMaskedRegion(&src);
-    const OwnRect dstRect = ownMaskedRegion(dstImage);
-    const int width = std::min(srcRect.width, dstRect.width);
-    const int height = std::min(srcRect.height, dstRect.height);
-    if (width <= 0 || height <= 0)
+    OwnNbhdArea area(srcImage, dstImage);
+    if (area.empty())
         return;
-
-    int maskState = OWN_MASK_KEPT;
-    const ZanImage* mask = ownMergeMasks(src.maskROI, dstImage->maskROI, nullptr, &maskState);
-    const OwnImageOwner merged(maskState == OWN_MASK_MERGED ? const_cast<ZanImage*>(mask) : nullptr,
-                               ZAN_FREE_HEADER | ZAN_FREE_DATA);
+    const int maskState = area.mergeMasks();
     if (maskState == OWN_MASK_DISJOINT || maskState == OWN_MASK_NO_MEMORY)
         return;
-    const OwnNbhdSetup setup{&src,      dstImage,  srcRect.x, srcRect.y,    dstRect.x, dstRect.y,
-                             width,     height,    mask,      plan.margins, false};
-    ownNbhdWalk(setup, [&plan](const OwnNbhdPiece& piece) { return rankPiece(plan, piece); });
+    ownNbhdWalk(area.setup(plan.margins), [&plan](const OwnNbhdPiece& piece) { return rankPiece(plan, piece); });
 }
 
 extern "C" {
