@@ -37,8 +37,8 @@ void put16(std::vector<uint8_t>& bytes, size_t at, uint16_t value)
 // A file as writers lay it out: file header, info header of headerSize
 // bytes (masks inside from 52 bytes on), masks behind a 40-byte header,
 // palette, a gap, pixels.
-struct FileSpec {
-    FileSpec(uint32_t headerSize, int32_t width, int32_t height, uint16_t bits, uint32_t compression = 0,
+struct FileShape {
+    FileShape(uint32_t headerSize, int32_t width, int32_t height, uint16_t bits, uint32_t compression = 0,
              uint32_t clrUsed = 0, uint32_t gap = 0, std::vector<uint8_t> stream = {})
         : headerSize(headerSize), width(width), height(height), bits(bits), compression(compression),
           clrUsed(clrUsed), gap(gap), stream(std::move(stream))
@@ -54,29 +54,29 @@ struct FileSpec {
     std::vector<uint8_t> stream;  // the pixels of an RLE file
 };
 
-uint32_t paletteEntries(const FileSpec& s)
+uint32_t paletteEntries(const FileShape& s)
 {
     return s.bits <= 8 ? (s.clrUsed ? s.clrUsed : 1u << s.bits) : 0;
 }
 
-uint64_t rowBytes(const FileSpec& s)
+uint64_t rowBytes(const FileShape& s)
 {
     return (uint64_t(s.width) * s.bits + 31) / 32 * 4;
 }
 
-uint64_t pixelCount(const FileSpec& s)
+uint64_t pixelCount(const FileShape& s)
 {
     if (s.compression == 1 || s.compression == 2)
         return s.stream.size();
     return rowBytes(s) * uint64_t(s.height < 0 ? -int64_t(s.height) : s.height);
 }
 
-size_t masksAfterHeader(const FileSpec& s)
+size_t masksAfterHeader(const FileShape& s)
 {
     return s.compression == 3 && s.headerSize == 40 ? 12 : 0;
 }
 
-std::vector<uint8_t> makeFile(const FileSpec& s)
+std::vector<uint8_t> makeFile(const FileShape& s)
 {
     const size_t paletteAt = 14 + s.headerSize + masksAfterHeader(s);
     const size_t pixelsAt = paletteAt + 4 * paletteEntries(s) + s.gap;
@@ -106,7 +106,7 @@ std::vector<uint8_t> makeFile(const FileSpec& s)
 
 // The DIB must be: a 40-byte header with the file's fields, the palette or
 // masks as 32-bit slots, then the pixels, and nothing more.
-void expectDibOf(const FileSpec& s, const std::vector<uint8_t>& file, const std::vector<uint8_t>& dib)
+void expectDibOf(const FileShape& s, const std::vector<uint8_t>& file, const std::vector<uint8_t>& dib)
 {
     const uint32_t slots = s.compression == 3 ? 3 : paletteEntries(s);
     ASSERT_EQ(dib.size(), 40 + 4 * slots + pixelCount(s));
@@ -130,27 +130,27 @@ std::vector<uint8_t> rleStream()
 
 TEST(BmpFile, EveryFormatBecomesItsDib)
 {
-    const FileSpec specs[] = {
+    const FileShape shapes[] = {
         {40, 13, 7, 1},           {40, 13, 7, 4},           {40, 13, 7, 8},
         {40, 13, 7, 8, 0, 5},     {40, 13, -7, 24},         {40, 5, 3, 16},
         {40, 5, 3, 32},           {40, 5, 3, 16, 3},        {108, 5, 3, 32, 3},
         {124, 9, 2, 24, 0, 0, 6}, {52, 4, 4, 16, 3, 0, 2},  {40, 13, 7, 8, 1, 0, 0, rleStream()},
         {56, 13, 7, 4, 2, 16, 0, {0, 1}},
     };
-    for (const FileSpec& spec : specs) {
-        SCOPED_TRACE("header " + std::to_string(spec.headerSize) + ", bits " + std::to_string(spec.bits) +
-                     ", compression " + std::to_string(spec.compression));
-        const std::vector<uint8_t> file = makeFile(spec);
+    for (const FileShape& shape : shapes) {
+        SCOPED_TRACE("header " + std::to_string(shape.headerSize) + ", bits " + std::to_string(shape.bits) +
+                     ", compression " + std::to_string(shape.compression));
+        const std::vector<uint8_t> file = makeFile(shape);
         const zantool::DibResult result = dibFromBmp(file);
         ASSERT_EQ(result.error, "");
-        expectDibOf(spec, file, result.dib);
+        expectDibOf(shape, file, result.dib);
     }
 }
 
 TEST(BmpFile, RleStreamStopsAtBiSizeImage)
 {
-    FileSpec spec{40, 13, 7, 8, 1, 0, 0, rleStream()};
-    std::vector<uint8_t> file = makeFile(spec);
+    FileShape shape{40, 13, 7, 8, 1, 0, 0, rleStream()};
+    std::vector<uint8_t> file = makeFile(shape);
     put32(file, 34, 6);
     file.insert(file.end(), 10, 0xEE);
     const zantool::DibResult result = dibFromBmp(file);
@@ -225,8 +225,8 @@ TEST(BmpFile, DamagedMasksAndStreams)
 
 TEST(BmpFile, EveryCutOfAFileIsRefused)
 {
-    for (const FileSpec& spec : {FileSpec{40, 13, 7, 4}, FileSpec{108, 5, 3, 32, 3}, FileSpec{40, 11, -3, 24}}) {
-        const std::vector<uint8_t> file = makeFile(spec);
+    for (const FileShape& shape : {FileShape{40, 13, 7, 4}, FileShape{108, 5, 3, 32, 3}, FileShape{40, 11, -3, 24}}) {
+        const std::vector<uint8_t> file = makeFile(shape);
         for (size_t length = 0; length < file.size(); ++length) {
             const std::vector<uint8_t> cut(file.begin(), file.begin() + length);
             EXPECT_NE(dibFromBmp(cut).error, "") << "cut to " << length << " of " << file.size();
